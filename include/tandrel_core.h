@@ -1,0 +1,40 @@
+// Helpers of the command bridge core shared by every subsystem.
+#pragma once
+
+#include <cstdint>
+
+#include "at_record.h"
+
+// Module type read once at start; types 0 and 2 hand the port to the
+// firmware loader after a successful ^FWLOAD.
+extern int32_t g_m2m_type;
+
+// Notify module of the daemon and its events.
+inline constexpr uint32_t NOTIFY_MODULE_TANDREL = 58;
+inline constexpr uint32_t TANDREL_EVT_UNSOLICITED = 58000;
+inline constexpr uint32_t TANDREL_EVT_AT_REQUEST = 58001;
+inline constexpr uint32_t TANDREL_EVT_HBE_TIMER = 58014;
+
+// Event 58001: one request of len bytes at data; copied, dispatched, answered.
+// Returns 0, or -1 when a buffer could not be allocated.
+int32_t nl_syswatch_event_report(uint32_t len, const void* data);
+// Finds the request's row and calls the handler of its operation. Returns the
+// handler's result, or -1 when no handler ran or an argument is null.
+int32_t nl_process_event_report(AtRequest* pIn, AtResponse* pOut);
+// Traces a request and/or a response (either may be null).
+void tandrel_print_para(const AtRequest* pIn, const AtResponse* pOut);
+// First callback of module 58: event 58000 sends the report a1 points to.
+int32_t tandrel_notify_handler(uint32_t event, uintptr_t a1, uintptr_t a2);
+// Sends a finished report built elsewhere; the caller keeps it.
+int32_t tandrel_send_unsolid_data(AtResponse* rsp);
+// Sends a response or report with its wire size, m_length bounded to m_buffer.
+int32_t tandrel_send_response(AtResponse* rsp);
+
+// GNSS client result code -> m_retenum (276..287 mapped, anything else 20).
+int32_t gps_errcode_to_retenum(uint32_t code);
+// First character of field n (fields separated by ',') in [start, end), or
+// null when the field is missing or empty (begins with ',', '*', CR or LF).
+const char* at_find_field(uint32_t n, const char* start, const char* end);
+// Copies the number that begins field n of a 255-byte text into out (at most
+// out_size - 1 characters); 1 on success, 0 otherwise.
+int32_t at_get_number_field(uint32_t n, char* text, char* out, uint32_t out_size);

@@ -1,0 +1,258 @@
+// The command table: 81 rows in registration order, checked at compile time.
+#include "at_cmd_table.h"
+
+#include <cstring>
+
+#include "gps_adapter/gps_at_handlers.h"
+#include "osa.h"
+
+namespace {
+
+constexpr uint32_t T30S = 30000;         // every other present operation
+constexpr uint32_t T60S = 60000;         // ^NAVRX query: waits for a fix
+constexpr uint32_t T200S = 200000;       // SSL open, send and receive
+constexpr uint32_t TNET = 100000000;     // commands that wait for the network
+constexpr uint32_t ERR_GNSS = 92;
+constexpr uint32_t ERR_FOTA_IP = 10;     // FOTA, IP stack and ^FWLOAD
+constexpr uint32_t ERR_TTS = 194;
+constexpr uint32_t ERR_REC = 196;
+
+constexpr uint32_t text_size(const char* s) {
+    return s == nullptr ? 0 : static_cast<uint32_t>(std::char_traits<char>::length(s) + 1);
+}
+
+// A row, with the name and template lengths derived from the texts.
+constexpr AtCmdEntry row(const char* name, AtHandler set, uint32_t set_to, AtHandler query,
+                         uint32_t query_to, AtHandler test, uint32_t test_to, AtHandler abort,
+                         uint32_t abort_to, uint32_t err, uint32_t flag, const char* param) {
+    return AtCmdEntry{0,        set,  set_to,          query, query_to, test,
+                      test_to,  abort, abort_to,       err,   flag,     text_size(name),
+                      name,     text_size(param), param};
+}
+
+constexpr AtHandler NS = AT_GPS_NotSupport;
+
+}  // namespace
+
+constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
+    // GNSS settings.
+    row("^WPDOM", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0,1,5)"),
+    row("^WPDST", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-2)"),
+    row("^WPDFR", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-65535),(1-1800)"),
+    row("^WPQOS", NS, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WPDGL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-3)"),
+    row("^WPDIM", nullptr, T30S, NS, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-3)"),
+    row("^WPDNM", nullptr, T30S, NS, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-12)"),
+    row("^WPLPM", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0,1)"),
+    row("^GPSCFGDATA", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^LTODATA", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^SUPLACAP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0,1)"),
+    row("^WPPORT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-1)"),
+    row("^WPDGP", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WPEND", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    // Navigation and information.
+    row("^NAVTYPE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-255)"),
+    row("^NAVENABLE", nullptr, T30S, nullptr, 0, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-255)"),
+    row("^NAVRX", nullptr, 0, nullptr, T60S, nullptr, 0, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^NAVFREQ", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-65535),(0-999),(0-999)"),
+    row("^NAVQUY", NS, T30S, nullptr, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^GNSSCNO", nullptr, T30S, nullptr, 0, nullptr, 0, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^GNSSPOS", NS, T30S, nullptr, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WPCAP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0,3)"),
+    row("^WPINFO", NS, T30S, nullptr, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WNICT", nullptr, T30S, NS, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-1),(0-65535)"),
+    row("^ZQCUST", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0),(0-1)"),
+    // Assisted GNSS.
+    row("^WPURL", nullptr, T30S, nullptr, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WPTLS", nullptr, T30S, nullptr, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-3000),(1-10),(@tlsdata)"),
+    row("^AGNSSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(1),(1),(1,2),(0,1)"),
+    row("^LTOSTA", NS, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^SUPLOCK", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-1)"),
+    row("^AGPSTYPECFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(1,2,3,4)"),
+    row("^SUPLMODE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(1,2)"),
+    row("^LTOLOCK", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-1)"),
+    row("^INJTIMELOCK", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-1)"),
+    row("^GNSSINJTIME", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^GNSSINJPOS", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^NLGPSOPT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
+        "(0-1)"),
+    // Firmware over the air.
+    row("^FOTAMODE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
+        nullptr),
+    row("^FOTACFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
+        nullptr),
+    row("^FOTADET", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^FOTADL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^FWUP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3, nullptr),
+    row("^FOTASTATE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
+        nullptr),
+    row("^FOTADLQ", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^FOTAP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^FOTASMSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
+        nullptr),
+    row("^FOTAOEMDL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    // IP stack: one handler per row serves set, query and test.
+    row("^IPINIT", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPINITEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^HBEACTEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^HBECONTEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^HBECONTDATA", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP,
+        0, nullptr),
+    row("^IPCLOSE", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPOPEN", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPLISTEN", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPDNSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        "(0-1)"),
+    row("^IPLISTENEX", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPSEND", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPSENDEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPENTRANS", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPFLOWQ", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPCFL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^EMSEND", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^HTTPCMD", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^FTPCMD", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPRCV", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^IPOPT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLEN", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLMNG", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLSTAT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLO", nullptr, T200S, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLC", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLTX", nullptr, T200S, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    row("^SSLRX", nullptr, T200S, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
+        nullptr),
+    // Audio and serial firmware load.
+    row("^TTS", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
+    row("^TTSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
+    row("^FWLOAD", nullptr, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, nullptr),
+    row("^AUDREC", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^RECCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^FILEIO", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    // Terminator: ends every walk, never registered.
+    AtCmdEntry{0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, 0, nullptr, 0,
+               nullptr},
+};
+
+namespace {
+
+constexpr uint32_t registration_length() {
+    uint32_t sum = 0;
+    for (const AtCmdEntry& e : g_at_cmd_table) {
+        if (e.m_name_len == 0) {
+            break;
+        }
+        sum += AT_CMD_RECORD_FIXED + e.m_name_len + e.m_param_len;
+    }
+    return sum;
+}
+
+constexpr char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+constexpr bool same_ignoring_case(const char* a, const char* b) {
+    for (; *a != '\0' && *b != '\0'; ++a, ++b) {
+        if (lower(*a) != lower(*b)) {
+            return false;
+        }
+    }
+    return *a == *b;
+}
+
+constexpr bool names_unique_ignoring_case() {
+    for (size_t i = 0; i < AT_CMD_COUNT; ++i) {
+        for (size_t j = i + 1; j < AT_CMD_COUNT; ++j) {
+            if (same_ignoring_case(g_at_cmd_table[i].m_name, g_at_cmd_table[j].m_name)) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+constexpr bool rows_well_formed() {
+    for (size_t i = 0; i < AT_CMD_COUNT; ++i) {
+        const AtCmdEntry& e = g_at_cmd_table[i];
+        if (e.m_index != 0 || e.m_name == nullptr || e.m_name[0] != '^' || e.m_name_len < 2 ||
+            e.m_name_len > AT_CMD_NAME_SIZE) {
+            return false;
+        }
+    }
+    return g_at_cmd_table[AT_CMD_COUNT].m_name_len == 0;
+}
+
+static_assert(registration_length() == AT_CMD_TABLE_REG_LEN);
+static_assert(names_unique_ignoring_case());
+static_assert(rows_well_formed());
+
+}  // namespace
+
+const AtCmdEntry* at_cmd_find(const char* name) {
+    const AtCmdEntry* found = nullptr;
+    // The walk always runs to the terminator; names are unique, so at most one row matches.
+    for (const AtCmdEntry* e = g_at_cmd_table; e->m_name_len != 0; ++e) {
+        if (osa_stricmp(name, e->m_name) == 0) {
+            found = e;
+        }
+    }
+    return found;
+}
+
+AtHandler at_cmd_handler(const AtCmdEntry& e, uint32_t type) {
+    switch (type) {
+        case NL_TYPE_SET:
+            return e.m_set_func;
+        case NL_TYPE_QUERY:
+            return e.m_query_func;
+        case NL_TYPE_TEST:
+            return e.m_test_func;
+        case NL_TYPE_ABORT:
+            return e.m_abort_func;
+        default:
+            return nullptr;
+    }
+}

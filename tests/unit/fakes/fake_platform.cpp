@@ -1,0 +1,183 @@
+// Recording fakes of the platform calls.
+#include "fake_platform.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "at_kernel.h"
+#include "module_info.h"
+#include "osa.h"
+#include "qsp_trace.h"
+
+namespace fake {
+
+AtResponse Sent::record() const {
+    AtResponse r{};
+    std::memcpy(&r, bytes.data(), std::min(bytes.size(), sizeof r));
+    return r;
+}
+
+std::string Sent::text() const {
+    const AtResponse r = record();
+    const size_t n = std::min<size_t>(r.m_length, sizeof r.m_buffer);
+    return std::string(r.m_buffer, n);
+}
+
+void Platform::reset() {
+    std::lock_guard<std::mutex> lock(mu);
+    sent.clear();
+    traces.clear();
+    posted.clear();
+    registered.clear();
+    send_notify_calls.clear();
+    calls.clear();
+    sleeps.clear();
+    send_result = init_notify_result = register_result = post_result = 0;
+    m2m_type = 0;
+    app_status_result = 0;
+    on_send_notify = nullptr;
+    allocs = fail_alloc_at = 0;
+    live_allocs = 0;
+}
+
+bool Platform::traced(const std::string& text) const {
+    for (const Trace& t : traces) {
+        if (t.text == text) {
+            return true;
+        }
+    }
+    return false;
+}
+
+Platform& platform() {
+    static Platform p;
+    return p;
+}
+
+}  // namespace fake
+
+using fake::platform;
+
+extern "C" {
+
+int g_user_fd = -1;
+pthread_mutex_t at_response = PTHREAD_MUTEX_INITIALIZER;
+
+int32_t send_at_response_to_kernel(AtResponse* rsp, uint32_t size) {
+    fake::Sent s;
+    s.size = size;
+    s.bytes.assign(reinterpret_cast<const uint8_t*>(rsp), reinterpret_cast<const uint8_t*>(rsp) + size);
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().sent.push_back(std::move(s));
+    return platform().send_result;
+}
+
+int platform_nl_protocol(void) { return 31; }
+uint32_t platform_nl_driver_pid(void) { return 0; }
+
+void QSP_TRACE_PrintInfo(const char* file, int line, int /*module*/, const char* tag, uint32_t level,
+                         const char* fmt, ...) {
+    char text[4096];
+    va_list ap;
+    va_start(ap, fmt);
+    vsnprintf(text, sizeof text, fmt, ap);
+    va_end(ap);
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().traces.push_back({file, line, tag, level, text});
+}
+
+void* osa_malloc(uint32_t size) {
+    fake::Platform& p = platform();
+    std::lock_guard<std::mutex> lock(p.mu);
+    ++p.allocs;
+    if (p.fail_alloc_at != 0 && p.allocs == p.fail_alloc_at) {
+        return nullptr;
+    }
+    ++p.live_allocs;
+    return std::malloc(size == 0 ? 1 : size);
+}
+
+void osa_free(void* ptr) {
+    if (ptr == nullptr) {
+        return;
+    }
+    {
+        std::lock_guard<std::mutex> lock(platform().mu);
+        --platform().live_allocs;
+    }
+    std::free(ptr);
+}
+
+uintptr_t osa_pthread_create(const char*, uint32_t, uint32_t, void* (*)(void*), void*) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().calls.push_back("osa_pthread_create");
+    return 1;
+}
+
+void osa_sleep(uint32_t ms) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().sleeps.push_back(ms);
+}
+
+int32_t GetM2MType(void) { return platform().m2m_type; }
+
+int32_t store_pid(const char* name) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().calls.push_back(std::string("store_pid:") + name);
+    return 0;
+}
+
+int32_t boot_check_update_info(void) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().calls.push_back("boot_check_update_info");
+    return 0;
+}
+
+int32_t QSP_UTIL_UpdateDynAppStatus(const char* app, int32_t status) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().calls.push_back(std::string("QSP_UTIL_UpdateDynAppStatus:") + app + ":" +
+                               std::to_string(status));
+    return platform().app_status_result;
+}
+
+int32_t QSP_MSG_Init(const char*) { return 0; }
+int32_t QSP_UTIL_SockBaseRegEvtProc(void) { return 0; }
+void* QSP_UTIL_SockBaseStart(void*) { return nullptr; }
+
+int32_t init_notify(void) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().calls.push_back("init_notify");
+    return platform().init_notify_result;
+}
+
+int32_t register_notify_handler(uint32_t module, NotifyCallback first, NotifyCallback second) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().calls.push_back("register_notify_handler:" + std::to_string(module));
+    platform().registered.push_back({module, first, second});
+    return platform().register_result;
+}
+
+int32_t post_notify(uint32_t module, uint32_t event, uint32_t len, const void* data) {
+    fake::Posted p{module, event, len, {}, data != nullptr};
+    if (data != nullptr) {
+        p.data.assign(static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + len);
+    }
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().posted.push_back(std::move(p));
+    return platform().post_result;
+}
+
+int32_t send_notify(uint32_t module, uint32_t event, uint32_t in_len, void* buf, uint32_t flags,
+                    uint32_t buf_len) {
+    std::function<int32_t(uint32_t, uint32_t, void*, uint32_t)> answer;
+    {
+        std::lock_guard<std::mutex> lock(platform().mu);
+        platform().send_notify_calls.push_back({module, event, in_len, flags, buf_len});
+        answer = platform().on_send_notify;
+    }
+    return answer ? answer(module, event, buf, buf_len) : -1;
+}
+
+}  // extern "C"

@@ -1,0 +1,93 @@
+// Recording fakes of the platform calls: what the daemon sent, traced, allocated and posted.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "at_record.h"
+#include "qsp_notify.h"
+
+namespace fake {
+
+// One send_at_response_to_kernel call: the bytes handed over and the size.
+struct Sent {
+    std::vector<uint8_t> bytes;  // exactly `size` bytes from the record
+    uint32_t size = 0;
+    // The header and text as the kernel would read them (zero beyond size).
+    AtResponse record() const;
+    std::string text() const;  // m_length bytes of m_buffer (binary safe)
+};
+
+struct Trace {
+    std::string file;
+    int line;
+    std::string tag;
+    uint32_t level;
+    std::string text;
+};
+
+struct Posted {
+    uint32_t module;
+    uint32_t event;
+    uint32_t len;
+    std::vector<uint8_t> data;  // the payload copied at the call
+    bool had_data;
+};
+
+struct Registered {
+    uint32_t module;
+    NotifyCallback first;
+    NotifyCallback second;
+};
+
+struct SendNotifyCall {
+    uint32_t module, event, in_len, flags, buf_len;
+};
+
+struct Platform {
+    std::mutex mu;
+    std::vector<Sent> sent;
+    std::vector<Trace> traces;
+    std::vector<Posted> posted;
+    std::vector<Registered> registered;
+    std::vector<SendNotifyCall> send_notify_calls;
+    std::vector<std::string> calls;  // other platform calls, by name, in order
+    std::vector<uint32_t> sleeps;
+
+    // Results chosen by a test.
+    int32_t send_result = 0;
+    int32_t init_notify_result = 0;
+    int32_t register_result = 0;
+    int32_t post_result = 0;
+    int32_t m2m_type = 0;
+    int32_t app_status_result = 0;
+    // send_notify answers through this when set; otherwise -1.
+    std::function<int32_t(uint32_t module, uint32_t event, void* buf, uint32_t buf_len)> on_send_notify;
+
+    // Allocation accounting: the Nth osa_malloc from now (1-based) fails; 0 = never.
+    uint64_t allocs = 0;
+    uint64_t fail_alloc_at = 0;
+    int64_t live_allocs = 0;
+
+    void reset();
+    bool traced(const std::string& text) const;  // any trace whose text equals text
+    const Sent& last_sent() const { return sent.back(); }
+};
+
+Platform& platform();
+
+// Fixture: a clean platform for each test; no allocation of the test left
+// behind when it ends.
+class PlatformTest : public ::testing::Test {
+protected:
+    void SetUp() override { platform().reset(); }
+    void TearDown() override { EXPECT_EQ(platform().live_allocs, 0) << "osa_malloc without osa_free"; }
+    Platform& P() { return platform(); }
+};
+
+}  // namespace fake
