@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "at_record.h"
+#include "fake_services.h"
 #include "qsp_notify.h"
 
 namespace fake {
@@ -81,11 +82,14 @@ struct Platform {
 
 Platform& platform();
 
-// Fixture: a clean platform for each test; no allocation of the test left
+// Fixture: a clean platform and clean services for each test; no allocation of the test left
 // behind when it ends.
 class PlatformTest : public ::testing::Test {
 protected:
-    void SetUp() override { platform().reset(); }
+    void SetUp() override {
+        platform().reset();
+        services().reset();
+    }
     void TearDown() override { EXPECT_EQ(platform().live_allocs, 0) << "osa_malloc without osa_free"; }
     Platform& P() { return platform(); }
 };

@@ -1,0 +1,24 @@
+// Recording fakes of the service libraries: each call with its arguments, results chosen by a test.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "gpsclient.h"
+
+namespace fake {
+
+struct Services {
+    std::vector<std::string> calls;  // service calls by name, in order
+    GpsClientCallbacks gps_callbacks{};
+    int32_t gpsclient_init_result = 1;
+    int32_t hbe_maxtime_result = 0;
+    int32_t hbe_maxtime_arg = -1;
+
+    void reset() { *this = Services{}; }
+};
+
+Services& services();
+
+}  // namespace fake
