@@ -38,3 +38,10 @@ const char* at_find_field(uint32_t n, const char* start, const char* end);
 // Copies the number that begins field n of a 255-byte text into out (at most
 // out_size - 1 characters); 1 on success, 0 otherwise.
 int32_t at_get_number_field(uint32_t n, char* text, char* out, uint32_t out_size);
+
+// The audio path: free, held by the recorder, or held by text-to-speech.
+inline constexpr int32_t AUDIO_PERM_FREE = 0;
+inline constexpr int32_t AUDIO_PERM_RECORDER = 1;
+inline constexpr int32_t AUDIO_PERM_TTS = 2;
+void rec_tts_at_cmd_perm_set(int32_t v);
+int32_t rec_tts_at_cmd_perm_get(void);
