@@ -117,11 +117,8 @@ const std::set<std::string> kNotYetBuilt = {
     "^ZQCUST", "^WPURL", "^WPTLS", "^AGNSSCFG", "^SUPLOCK", "^AGPSTYPECFG", "^SUPLMODE",
     "^LTOLOCK", "^INJTIMELOCK", "^GNSSINJTIME", "^GNSSINJPOS", "^NLGPSOPT", "^FOTAMODE",
     "^FOTACFG", "^FOTADET", "^FOTADL", "^FWUP", "^FOTASTATE", "^FOTADLQ", "^FOTAP",
-    "^FOTASMSCFG", "^FOTAOEMDL", "^IPINIT", "^IPINITEX", "^HBEACTEX", "^HBECONTEX",
-    "^HBECONTDATA", "^IPCLOSE", "^IPOPEN", "^IPLISTEN", "^IPDNSCFG", "^IPLISTENEX", "^IPSEND",
-    "^IPSENDEX", "^IPENTRANS", "^IPFLOWQ", "^IPCFL", "^EMSEND", "^HTTPCMD", "^FTPCMD",
-    "^IPRCV", "^IPOPT", "^SSLEN", "^SSLMNG", "^SSLCFG", "^SSLSTAT", "^SSLO", "^SSLC",
-    "^SSLTX", "^SSLRX", "^TTS", "^TTSCFG", "^FWLOAD", "^AUDREC", "^RECCFG", "^FILEIO",
+    "^FOTASMSCFG", "^FOTAOEMDL",
+    "^TTS", "^TTSCFG", "^FWLOAD", "^AUDREC", "^RECCFG", "^FILEIO",
 };
 
 TEST(CommandTable, EveryRowAsRegistered) {
