@@ -53,6 +53,12 @@ pid_t spawn(const std::vector<std::string>& argv, const std::vector<std::string>
     return posix_spawn(&pid, av[0], nullptr, nullptr, av.data(), ev.data()) == 0 ? pid : -1;
 }
 
+int wait_exit(pid_t pid) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
 // An AtRequest of n bytes (at most the record's 9740 are meaningful).
 Bytes request(const char* cmd, uint32_t type, uint32_t port, uint32_t magic, size_t n = 9740) {
     Bytes r(n, 0);
@@ -202,6 +208,38 @@ TEST_F(Daemon, AnswersRequestsFromTheDriverOnlyAndDropsMalformedOnes) {
     EXPECT_NE(t.find("tandrel_netlink_msg_process recvd msg device_event->len = 10240 > FIX_NL_DATA_LENGTH !"),
               std::string::npos);
     EXPECT_NE(t.find("recvd msg from port id " + std::to_string(test_unique_port(2))), std::string::npos);
+}
+
+TEST_F(Daemon, ReportRaisedWithTandrelNotifyReachesTheDriver) {
+    // A ready-made report (event 58000 to the first callback): port 55, m_id 58, 12 bytes of text.
+    const std::string text = "\r\n^TEST: 1\r\n";
+    Bytes record(24, 0);
+    le_put_u32(&record[0], 55);
+    le_put_u32(&record[12], 58);
+    le_put_u32(&record[20], static_cast<uint32_t>(text.size()));
+    record.insert(record.end(), text.begin(), text.end());
+    std::string hex;
+    for (uint8_t b : record) {
+        char h[3];
+        snprintf(h, sizeof h, "%02x", b);
+        hex += h;
+    }
+    int status = -1;
+    // The bus opens its socket on the loop thread; give it a moment if needed.
+    for (int attempt = 0; attempt < 50; ++attempt) {
+        status = wait_exit(spawn({TANDREL_NOTIFY_PATH, "--run-dir", dir_, "--first", "--ptr-len", "--hex", hex,
+                                  "58", "58000"},
+                                 {}));
+        if (status != 3) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    ASSERT_EQ(status, 0);
+
+    const Bytes r = receive(5000);
+    ASSERT_EQ(r.size(), 16u + 24u + text.size() + 1);
+    EXPECT_EQ(le_get_u32(&r[0]), r.size());
+    record.push_back(0);
+    EXPECT_EQ(Bytes(r.begin() + 16, r.end()), record);
 }
 
 }  // namespace
