@@ -32,7 +32,7 @@ TEST(NotifyArgs, AcceptedCommandLines) {
     } cases[] = {
         {{"58", "58014", "12"}, NotifySlot::Second, NotifyLayout::Words, 58, 58014, 12, 0, {}, ""},
         {{"62", "61000"}, NotifySlot::Second, NotifyLayout::Words, 62, 61000, 0, 0, {}, ""},
-        {{"--first", "0x3a", "0xE290", "0xffffffffffffffff", "7"}, NotifySlot::First, NotifyLayout::Words, 58,
+        {{"--first", "0x3a", "0xE290", sizeof(uintptr_t) == 8 ? "0xffffffffffffffff" : "0xffffffff", "7"}, NotifySlot::First, NotifyLayout::Words, 58,
          58000, UINTPTR_MAX, 7, {}, ""},
         {{"58", "58006", "--hex", "01:03 05"}, NotifySlot::Second, NotifyLayout::LenPtr, 58, 58006, 0, 0, {1, 3, 5}, ""},
         {{"--ptr-len", "--first", "63", "63000", "--hex", "A0ff"}, NotifySlot::First, NotifyLayout::PtrLen, 63,
