@@ -14,14 +14,6 @@ using fake::services;
 
 extern "C" {
 
-int32_t gpsclient_init(GpsClientCallbacks* callbacks) {
-    services().calls.push_back("gpsclient_init");
-    if (callbacks != nullptr) {
-        services().gps_callbacks = *callbacks;
-    }
-    return services().gpsclient_init_result;
-}
-
 void ipstack_hbecat_main(void) { services().calls.push_back("ipstack_hbecat_main"); }
 
 int32_t ipstack_hbe_maxtime(int32_t arg) {

@@ -5,18 +5,23 @@
 #include <string>
 #include <vector>
 
+#include "fake_gpsclient.h"
 #include "gpsclient.h"
 
 namespace fake {
 
 struct Services {
-    std::vector<std::string> calls;  // service calls by name, in order
+    std::vector<std::string> calls;  // service start-up calls by name, in order
     GpsClientCallbacks gps_callbacks{};
     int32_t gpsclient_init_result = 1;
     int32_t hbe_maxtime_result = 0;
     int32_t hbe_maxtime_arg = -1;
 
-    void reset() { *this = Services{}; }
+    // Also resets the GNSS client fake (fake_gpsclient.h).
+    void reset() {
+        *this = Services{};
+        gps().reset();
+    }
 };
 
 Services& services();
