@@ -50,8 +50,8 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
     row("^SUPLACAP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
         "(0,1)"),
     row("^WPPORT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-1)"),
-    row("^WPDGP", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
-    row("^WPEND", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WPDGP", AT_GPS_StartFix, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WPEND", AT_GPS_StopFix, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
     // Navigation and information.
     row("^NAVTYPE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
         "(0-255)"),

@@ -112,7 +112,7 @@ static_assert(std::size(kRows) == AT_CMD_COUNT);
 // null. Each subsystem removes its names when it wires its handlers.
 const std::set<std::string> kNotYetBuilt = {
     "^WPDOM", "^WPDST", "^WPDFR", "^WPDGL", "^WPDIM", "^WPDNM", "^WPLPM", "^GPSCFGDATA",
-    "^LTODATA", "^SUPLACAP", "^WPPORT", "^WPDGP", "^WPEND", "^NAVTYPE", "^NAVENABLE",
+    "^LTODATA", "^SUPLACAP", "^WPPORT", "^NAVTYPE", "^NAVENABLE",
     "^NAVRX", "^NAVFREQ", "^NAVQUY", "^GNSSCNO", "^GNSSPOS", "^WPCAP", "^WPINFO", "^WNICT",
     "^ZQCUST", "^WPURL", "^WPTLS", "^AGNSSCFG", "^SUPLOCK", "^AGPSTYPECFG", "^SUPLMODE",
     "^LTOLOCK", "^INJTIMELOCK", "^GNSSINJTIME", "^GNSSINJPOS", "^NLGPSOPT", "^FOTAMODE",
