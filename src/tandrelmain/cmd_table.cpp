@@ -5,6 +5,7 @@
 
 #include "gps_adapter/gps_at_handlers.h"
 #include "osa.h"
+#include "ttsatapi/tts_at_handlers.h"
 
 namespace {
 
@@ -168,8 +169,10 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
     row("^SSLRX", nullptr, T200S, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
         nullptr),
     // Audio and serial firmware load.
-    row("^TTS", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
-    row("^TTSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
+    row("^TTS", at_tts_send, T30S, at_tts_send, T30S, at_tts_send, T30S, nullptr, 0, ERR_TTS, 3,
+        nullptr),
+    row("^TTSCFG", at_tts_cfg, T30S, at_tts_cfg, T30S, at_tts_cfg, T30S, nullptr, 0, ERR_TTS, 3,
+        nullptr),
     row("^FWLOAD", nullptr, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, nullptr),
     row("^AUDREC", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
     row("^RECCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
