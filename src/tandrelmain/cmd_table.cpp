@@ -6,6 +6,7 @@
 #include "gps_adapter/gps_at_handlers.h"
 #include "osa.h"
 #include "recorderatapi/recorder_at_handlers.h"
+#include "tandrel_xmodemupg/xmodem_at_handlers.h"
 #include "ttsatapi/tts_at_handlers.h"
 
 namespace {
@@ -174,7 +175,8 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
         nullptr),
     row("^TTSCFG", at_tts_cfg, T30S, at_tts_cfg, T30S, at_tts_cfg, T30S, nullptr, 0, ERR_TTS, 3,
         nullptr),
-    row("^FWLOAD", nullptr, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, nullptr),
+    row("^FWLOAD", At_StartXmodemUpg, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3,
+        nullptr),
     row("^AUDREC", at_recorder_audrec_exec, T30S, at_recorder_audrec_exec, T30S,
         at_recorder_audrec_exec, T30S, nullptr, 0, ERR_REC, 3, nullptr),
     row("^RECCFG", at_recorder_reccfg_exec, T30S, at_recorder_reccfg_exec, T30S,

@@ -121,7 +121,7 @@ const std::set<std::string> kNotYetBuilt = {
     "^HBECONTDATA", "^IPCLOSE", "^IPOPEN", "^IPLISTEN", "^IPDNSCFG", "^IPLISTENEX", "^IPSEND",
     "^IPSENDEX", "^IPENTRANS", "^IPFLOWQ", "^IPCFL", "^EMSEND", "^HTTPCMD", "^FTPCMD",
     "^IPRCV", "^IPOPT", "^SSLEN", "^SSLMNG", "^SSLCFG", "^SSLSTAT", "^SSLO", "^SSLC",
-    "^SSLTX", "^SSLRX", "^FWLOAD",
+    "^SSLTX", "^SSLRX",
 };
 
 TEST(CommandTable, EveryRowAsRegistered) {
