@@ -8,11 +8,6 @@ int32_t at_ipstack_init(void) {
     return -1;
 }
 
-int32_t at_update_init(void) {
-    TANDREL_TRACE(TRACE_LEVEL_ERROR, "FOTA adapter not built\n");
-    return -1;
-}
-
 extern "C" void AT_status_cb(void*) {}
 extern "C" void AT_nmea_cb(int64_t, const char*, int32_t) {}
 extern "C" void AT_nipara_cb(void*) {}
