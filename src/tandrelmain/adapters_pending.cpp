@@ -3,11 +3,6 @@
 #include "tandrel_adapters.h"
 #include "tandrel_trace.h"
 
-int32_t at_ipstack_init(void) {
-    TANDREL_TRACE(TRACE_LEVEL_ERROR, "IP stack adapter not built\n");
-    return -1;
-}
-
 extern "C" void AT_status_cb(void*) {}
 extern "C" void AT_nmea_cb(int64_t, const char*, int32_t) {}
 extern "C" void AT_nipara_cb(void*) {}

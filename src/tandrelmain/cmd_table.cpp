@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "gps_adapter/gps_at_handlers.h"
+#include "ipstackatapi/ipstack_at_handlers.h"
 #include "osa.h"
 #include "recorderatapi/recorder_at_handlers.h"
 #include "tandrel_xmodemupg/xmodem_at_handlers.h"
@@ -35,6 +36,14 @@ constexpr AtCmdEntry row(const char* name, AtHandler set, uint32_t set_to, AtHan
 }
 
 constexpr AtHandler NS = AT_GPS_NotSupport;
+
+// An IP stack row: the relay handler for set, query and test, 30 s for
+// query, test and abort, and the shared abort handler where it has one.
+constexpr AtCmdEntry ip_row(const char* name, AtHandler h, uint32_t set_to, bool abortable,
+                            const char* param = nullptr) {
+    return row(name, h, set_to, h, T30S, h, T30S, abortable ? at_ipstack_abort : nullptr,
+               abortable ? T30S : 0, ERR_FOTA_IP, 0, param);
+}
 
 }  // namespace
 
@@ -115,63 +124,36 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
         nullptr, 0, ERR_FOTA_IP, 3, nullptr),
     row("^FOTAOEMDL", At_DownNewVersion_ex, T30S, At_TestDownNewVersion_ex, T30S,
         At_TestDownNewVersion_ex, T30S, nullptr, 0, ERR_FOTA_IP, 0, nullptr),
-    // IP stack: one handler per row serves set, query and test.
-    row("^IPINIT", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPINITEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^HBEACTEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^HBECONTEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^HBECONTDATA", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP,
-        0, nullptr),
-    row("^IPCLOSE", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPOPEN", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPLISTEN", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPDNSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        "(0-1)"),
-    row("^IPLISTENEX", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPSEND", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPSENDEX", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPENTRANS", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPFLOWQ", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPCFL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^EMSEND", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^HTTPCMD", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^FTPCMD", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPRCV", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^IPOPT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLEN", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLMNG", nullptr, TNET, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLSTAT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLO", nullptr, T200S, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLC", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLTX", nullptr, T200S, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^SSLRX", nullptr, T200S, nullptr, T30S, nullptr, T30S, nullptr, T30S, ERR_FOTA_IP, 0,
-        nullptr),
+    // IP stack: one handler per row serves set, query and test; the rows with
+    // an abort share the IP stack's abort handler.
+    ip_row("^IPINIT", at_ipstack_ipinit, TNET, true),
+    ip_row("^IPINITEX", AtIpstackIpinitex, TNET, true),
+    ip_row("^HBEACTEX", at_ipstack_hbeact, TNET, true),
+    ip_row("^HBECONTEX", at_ipstack_hbecont, TNET, true),
+    ip_row("^HBECONTDATA", at_ipstack_hbecontdata, TNET, true),
+    ip_row("^IPCLOSE", at_ipstack_ipclose, TNET, true),
+    ip_row("^IPOPEN", at_ipstack_ipopen, TNET, true),
+    ip_row("^IPLISTEN", at_ipstack_iplisten, T30S, false),
+    ip_row("^IPDNSCFG", AtIpstackIpDnsCfg, T30S, false, "(0-1)"),
+    ip_row("^IPLISTENEX", at_ipstack_iplistenex, T30S, false),
+    ip_row("^IPSEND", at_ipstack_ipsend, TNET, true),
+    ip_row("^IPSENDEX", at_ipstack_ipsendex, TNET, true),
+    ip_row("^IPENTRANS", at_ipstack_ipentrans, T30S, false),
+    ip_row("^IPFLOWQ", at_ipstack_ipflowq, T30S, false),
+    ip_row("^IPCFL", at_ipstack_ipcfl, T30S, false),
+    ip_row("^EMSEND", at_ipstack_smtpcmd, TNET, true),
+    ip_row("^HTTPCMD", at_ipstack_httpcmd, TNET, true),
+    ip_row("^FTPCMD", at_ipstack_ftpcmd, TNET, true),
+    ip_row("^IPRCV", at_ipstack_iprcv, TNET, true),
+    ip_row("^IPOPT", at_ipstack_ipopt, T30S, false),
+    ip_row("^SSLEN", at_ipstack_sslen, TNET, false),
+    ip_row("^SSLMNG", at_ipstack_sslmng, TNET, false),
+    ip_row("^SSLCFG", at_ipstack_sslcfg, T30S, false),
+    ip_row("^SSLSTAT", at_ipstack_sslstat, T30S, false),
+    ip_row("^SSLO", at_ipstack_sslo, T200S, true),
+    ip_row("^SSLC", at_ipstack_sslc, T30S, false),
+    ip_row("^SSLTX", at_ipstack_ssltx, T200S, true),
+    ip_row("^SSLRX", at_ipstack_sslrx, T200S, true),
     // Audio and serial firmware load.
     row("^TTS", at_tts_send, T30S, at_tts_send, T30S, at_tts_send, T30S, nullptr, 0, ERR_TTS, 3,
         nullptr),

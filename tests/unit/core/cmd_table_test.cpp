@@ -116,11 +116,6 @@ const std::set<std::string> kNotYetBuilt = {
     "^NAVRX", "^NAVFREQ", "^NAVQUY", "^GNSSCNO", "^GNSSPOS", "^WPCAP", "^WPINFO", "^WNICT",
     "^ZQCUST", "^WPURL", "^WPTLS", "^AGNSSCFG", "^SUPLOCK", "^AGPSTYPECFG", "^SUPLMODE",
     "^LTOLOCK", "^INJTIMELOCK", "^GNSSINJTIME", "^GNSSINJPOS", "^NLGPSOPT",
-    "^IPINIT", "^IPINITEX", "^HBEACTEX", "^HBECONTEX",
-    "^HBECONTDATA", "^IPCLOSE", "^IPOPEN", "^IPLISTEN", "^IPDNSCFG", "^IPLISTENEX", "^IPSEND",
-    "^IPSENDEX", "^IPENTRANS", "^IPFLOWQ", "^IPCFL", "^EMSEND", "^HTTPCMD", "^FTPCMD",
-    "^IPRCV", "^IPOPT", "^SSLEN", "^SSLMNG", "^SSLCFG", "^SSLSTAT", "^SSLO", "^SSLC",
-    "^SSLTX", "^SSLRX",
 };
 
 TEST(CommandTable, EveryRowAsRegistered) {
