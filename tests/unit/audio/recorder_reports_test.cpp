@@ -209,13 +209,4 @@ TEST_F(RecorderReports, DispatchAndRegistration) {
     EXPECT_TRUE(P().sent.empty());
 }
 
-TEST_F(RecorderReports, NoRecordNoReport) {
-    for (const uint32_t event : {79002u, 79009u}) {
-        P().fail_alloc_at = P().allocs + 1;
-        const RecorderFileData p = fake::read_packet("AB", 1);
-        EXPECT_EQ(raise(event, p), -1);
-    }
-    EXPECT_TRUE(P().sent.empty());
-}
-
 }  // namespace

@@ -94,14 +94,12 @@ TEST_F(Tts, SpeechFromStartUpToItsEnd) {
     // Right after start-up speech is refused until the engine is enabled.
     RequestBytes speak("^TTS", 0);
     speak.text("1").text("\"hello\"");
-    dispatch(speak);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 193);
+    EXPECT_EQ(answer(speak), 193);
     EXPECT_EQ(P().last_sent().size, 25u);
 
     RequestBytes enable("^TTSCFG", 0);
     enable.text("0").text("1");
-    dispatch(enable);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 0);
+    EXPECT_EQ(answer(enable), 0);
     EXPECT_EQ(tts_enable, 1u);
 
     fake::audio().tts_exec.text = "\r\nOK\r\n";
@@ -118,14 +116,11 @@ TEST_F(Tts, SpeechFromStartUpToItsEnd) {
     EXPECT_EQ(fake::audio().calls[1].paras, (std::vector<std::string>{"1", "\"hello\""}));
 
     // While speaking: no second start, no settings; a stop reaches the engine.
-    dispatch(speak);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 193);
-    dispatch(enable);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 193);
+    EXPECT_EQ(answer(speak), 193);
+    EXPECT_EQ(answer(enable), 193);
     RequestBytes stop("^TTS", 0);
     stop.text("0");
-    dispatch(stop);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 0);
+    EXPECT_EQ(answer(stop), 0);
     EXPECT_EQ(fake::audio().calls.size(), 3u);
     EXPECT_EQ(tts_audend, 0u) << "a stop does not end the speech; the engine's event does";
 
@@ -143,8 +138,7 @@ TEST_F(Tts, SpeechFromStartUpToItsEnd) {
     EXPECT_EQ(tts_audend, 1u);
     EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_FREE);
 
-    dispatch(speak);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 0);
+    EXPECT_EQ(answer(speak), 0);
     raise_audend(0, 0);
 
     // Disabling again refuses every ^TTS set.
@@ -152,8 +146,7 @@ TEST_F(Tts, SpeechFromStartUpToItsEnd) {
     disable.text("0").text("0");
     dispatch(disable);
     EXPECT_EQ(tts_enable, 0u);
-    dispatch(stop);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 193);
+    EXPECT_EQ(answer(stop), 193);
 }
 
 TEST_F(Tts, OtherSettingTypesLeaveEnableAlone) {
@@ -228,29 +221,6 @@ TEST_F(Tts, AudendReportBoundaries) {
     EXPECT_EQ(P().sent.size(), sent);
     EXPECT_EQ(tts_audend, 1u);
     EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_TTS);
-}
-
-TEST_F(Tts, RegistersModule69WithOneHandlerForBoth) {
-    P().registered.clear();
-    tts_enable = 1;
-    tts_audend = 0;
-    EXPECT_EQ(at_tts_init(), 0);
-    ASSERT_EQ(P().registered.size(), 1u);
-    EXPECT_EQ(P().registered[0].module, 69u);
-    EXPECT_EQ(P().registered[0].first, &tts_notify_handler);
-    EXPECT_EQ(P().registered[0].second, &tts_notify_handler);
-    EXPECT_EQ(tts_enable, 0u);
-    EXPECT_EQ(tts_audend, 1u);
-    P().register_result = 1;
-    EXPECT_EQ(at_tts_init(), -1);
-}
-
-TEST_F(Tts, NullArgumentsAreRefused) {
-    AtResponse rsp{};
-    AtRequest req{};
-    EXPECT_EQ(at_tts_send(nullptr, &rsp), -1);
-    EXPECT_EQ(at_tts_cfg(&req, nullptr), -1);
-    EXPECT_TRUE(P().traced("null params!\r\n"));
 }
 
 }  // namespace
