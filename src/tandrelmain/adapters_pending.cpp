@@ -3,18 +3,8 @@
 #include "tandrel_adapters.h"
 #include "tandrel_trace.h"
 
-int32_t at_ipstack_init(void) {
-    TANDREL_TRACE(TRACE_LEVEL_ERROR, "IP stack adapter not built\n");
-    return -1;
-}
-
 int32_t at_tts_init(void) {
     TANDREL_TRACE(TRACE_LEVEL_ERROR, "text-to-speech adapter not built\n");
-    return -1;
-}
-
-int32_t at_update_init(void) {
-    TANDREL_TRACE(TRACE_LEVEL_ERROR, "FOTA adapter not built\n");
     return -1;
 }
 

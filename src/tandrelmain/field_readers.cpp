@@ -41,7 +41,8 @@ const char* at_find_field(uint32_t n, const char* start, const char* end) {
 }
 
 int32_t at_get_number_field(uint32_t n, char* text, char* out, uint32_t out_size) {
-    if (text == nullptr || out == nullptr) {
+    // An output without room for a single character cannot take a number.
+    if (text == nullptr || out == nullptr || out_size == 0) {
         return 0;
     }
     const char* p = at_find_field(n, text, text + kFieldTextSize);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "at_record.h"
+#include "fake_ipstack.h"
 #include "fake_services.h"
 #include "qsp_notify.h"
 
@@ -89,6 +90,7 @@ protected:
     void SetUp() override {
         platform().reset();
         services().reset();
+        ipstack().reset();
     }
     void TearDown() override { EXPECT_EQ(platform().live_allocs, 0) << "osa_malloc without osa_free"; }
     Platform& P() { return platform(); }

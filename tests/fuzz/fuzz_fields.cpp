@@ -1,0 +1,31 @@
+// Any 255-byte text through the comma-field readers.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+#include "tandrel_core.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 2) {
+        return 0;
+    }
+    const uint32_t n = data[0] % 64;
+    const uint32_t out_size = data[1] % 40;
+    char text[255];
+    std::memset(text, 0, sizeof text);
+    std::memcpy(text, data + 2, size - 2 < sizeof text ? size - 2 : sizeof text);
+    const char* f = at_find_field(n, text, text + sizeof text);
+    if (f != nullptr && (f < text || f >= text + sizeof text)) {
+        __builtin_trap();
+    }
+    char out[40];
+    std::memset(out, 'Z', sizeof out);
+    const char before = text[254];
+    if (at_get_number_field(n, text, out, out_size) == 1 && (out_size == 0 || std::strlen(out) >= out_size)) {
+        __builtin_trap();
+    }
+    if (text[254] != before) {
+        __builtin_trap();
+    }
+    return 0;
+}

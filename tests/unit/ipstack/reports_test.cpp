@@ -1,0 +1,300 @@
+// IP stack reports: routing, channel ports, every report's bytes, data boundaries, late results.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "fake_platform.h"
+#include "ipstack.h"
+#include "ipstackatapi/ipstack_at_handlers.h"
+#include "qsp_trace.h"
+#include "tandrel_adapters.h"
+
+namespace {
+
+using fake::ipstack;
+
+constexpr uint32_t kIdLate = 0xFFFFFFFFu;
+
+class Reports : public fake::PlatformTest {
+  protected:
+    // The single report sent, checked against the fields every report fixes.
+    const fake::Sent& only_report(uint32_t port, uint32_t protocol, uint32_t id) {
+        EXPECT_EQ(P().sent.size(), 1u);
+        const fake::Sent& s = P().last_sent();
+        const AtResponse r = s.record();
+        EXPECT_EQ(r.m_uindex, port);
+        EXPECT_EQ(r.m_magic, 0u);
+        EXPECT_EQ(r.m_protocol, protocol);
+        EXPECT_EQ(r.m_id, id);
+        EXPECT_EQ(s.size, r.m_length + 25);
+        return s;
+    }
+};
+
+TEST(IpstackPorts, ChannelsMapToTheirPorts) {
+    const std::pair<uint32_t, uint32_t> map[] = {
+        {0, 56}, {1, 56}, {2, 6},  {3, 3},  {4, 0},   {5, 49},
+        {6, 50}, {7, 51}, {8, 52}, {9, 56}, {54, 56}, {0xFFFFFFFFu, 56},
+    };
+    for (const auto& [channel, port] : map) {
+        EXPECT_EQ(ipstack_port_map(channel), port) << "channel " << channel;
+    }
+}
+
+TEST_F(Reports, InitRegistersModule62) {
+    EXPECT_EQ(at_ipstack_init(), 0);
+    ASSERT_EQ(P().registered.size(), 1u);
+    EXPECT_EQ(P().registered[0].module, 62u);
+    EXPECT_EQ(P().registered[0].first, &ipstack_notify_dispatch);
+    EXPECT_EQ(P().registered[0].second, &ipstack_post_dispatch);
+
+    P().reset();
+    P().register_result = 1;
+    EXPECT_EQ(at_ipstack_init(), -1);
+    ASSERT_EQ(P().traces.size(), 1u);
+    EXPECT_EQ(P().traces[0].text, "ipstack register to notify failed\n");
+    EXPECT_EQ(P().traces[0].level, TRACE_LEVEL_ERROR);
+    EXPECT_EQ(P().traces[0].tag, "ipstack");
+}
+
+// Each event reaches its builder through the callbacks that serve it.
+TEST_F(Reports, CallbacksRouteTheirEvents) {
+    IpstackDataEvent record{};  // large enough for every event's record
+    record.m_channel = 4;
+    struct Route {
+        uint32_t event;
+        bool posted;
+        const char* entry;
+        const char* text_start;
+    };
+    const Route routes[] = {
+        {61001, true, "[ipstackatapi] at_ipstack_ipstate_report in!\n", "\r\n^IPSTATE: "},
+        {61000, true, "[ipstackatapi] at_ipstack_ipdata_report in!\n", "\r\n^IPDATA: "},
+        {61003, true, "[ipstackatapi] at_ipstack_ipdata_report in!\n", "\r\n^IPRCVST: "},
+        {61004, false, "[ipstackatapi] at_ipstack_unsolid_ok_report in!\n", "\r\nOK\r\n"},
+        {61002, false, "[ipstackatapi] at_ipstack_sockserv_report in!\n", "\r\n^IPSRVST: "},
+    };
+    const auto a1 = reinterpret_cast<uintptr_t>(&record);
+    for (const Route& r : routes) {
+        SCOPED_TRACE(r.event);
+        P().reset();
+        EXPECT_EQ(ipstack_notify_dispatch(r.event, a1, 12345), 0);
+        ASSERT_EQ(P().sent.size(), 1u);
+        EXPECT_EQ(P().last_sent().text().rfind(r.text_start, 0), 0u) << P().last_sent().text();
+        ASSERT_FALSE(P().traces.empty());
+        EXPECT_EQ(P().traces[0].text, r.entry);
+        EXPECT_EQ(P().traces[0].level, TRACE_LEVEL_INFO);
+        EXPECT_EQ(P().traces[0].tag, "ipstack");
+
+        P().reset();
+        EXPECT_EQ(ipstack_post_dispatch(r.event, a1, 0), r.posted ? 0 : -1);
+        EXPECT_EQ(P().sent.size(), r.posted ? 1u : 0u);
+    }
+    for (const uint32_t other : {0u, 60999u, 61005u, 58001u}) {
+        EXPECT_EQ(ipstack_notify_dispatch(other, a1, 0), -1);
+        EXPECT_EQ(ipstack_post_dispatch(other, a1, 0), -1);
+    }
+}
+
+TEST_F(Reports, NullRecordsAndFailedAllocationsSendNothing) {
+    using Builder = int32_t (*)(const void*);
+    const Builder builders[] = {at_ipstack_ipstate_report, at_ipstack_sockserv_report,
+                                at_ipstack_iprcv_report, at_ipstack_ipdata_report,
+                                at_ipstack_unsolid_ok_report};
+    IpstackDataEvent record{};
+    for (const Builder b : builders) {
+        P().reset();
+        EXPECT_EQ(b(nullptr), -1);
+        ASSERT_EQ(P().traces.size(), 1u);
+        if (b == at_ipstack_unsolid_ok_report) {
+            EXPECT_EQ(P().traces[0].text, "[ipstackatapi] at_ipstack_unsolid_ok_report in!\n");
+        } else {
+            EXPECT_EQ(P().traces[0].text, "null params");
+            EXPECT_EQ(P().traces[0].level, TRACE_LEVEL_ERROR);
+        }
+
+        P().reset();
+        P().fail_alloc_at = 1;
+        EXPECT_EQ(b(&record), -1);
+        EXPECT_TRUE(P().traced("failed to malloc mem\n"));
+        EXPECT_TRUE(P().sent.empty());
+    }
+    // A lost link report has no side effects on the service either.
+    EXPECT_TRUE(ipstack().calls.empty());
+}
+
+TEST_F(Reports, LinkAndServerStateTexts) {
+    struct Case {
+        uint32_t event;
+        uint32_t v1, v2, v3;
+        const char* text;
+        bool ssl_reset;
+    };
+    const Case cases[] = {
+        {61001, 0, 1, 2, "\r\n^IPSTATE: 1,1,2\r\n", false},
+        {61001, 6, 0, 0, "\r\n^IPSTATE: 7,0,0\r\n", true},
+        {61001, 5, 6, 6, "\r\n^IPSTATE: 6,6,6\r\n", false},
+        {61001, 0xFFFFFFFFu, 0xFFFFFFFFu, 0x80000000u, "\r\n^IPSTATE: 0,-1,-2147483648\r\n", false},
+        {61002, 0, 1, 2, "\r\n^IPSRVST: 0,1,2\r\n", false},
+        {61002, 6, 0, 0, "\r\n^IPSRVST: 6,0,0\r\n", false},
+        {61002, 0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, "\r\n^IPSRVST: -1,-1,4294967295\r\n", false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.text);
+        P().reset();
+        ipstack().reset();
+        IpstackStateEvent ev{};
+        std::memset(ev.m_private, 0x5A, sizeof ev.m_private);
+        ev.m_value1 = c.v1;
+        ev.m_value2 = c.v2;
+        ev.m_value3 = c.v3;
+        EXPECT_EQ(ipstack_notify_dispatch(c.event, reinterpret_cast<uintptr_t>(&ev), 0), 0);
+        const fake::Sent& s = only_report(0, 0, 50);
+        EXPECT_EQ(s.text(), c.text);
+        EXPECT_EQ(s.record().m_retenum, 0);
+        std::vector<std::string> want;
+        if (c.ssl_reset) {
+            want.push_back("ipstack_reset_ssl_enable_status");
+        }
+        if (c.event == 61001) {
+            want.push_back("reset_http_sock_type");
+        }
+        EXPECT_EQ(ipstack().calls, want);
+    }
+}
+
+TEST_F(Reports, DataArrivalOnTheChannelsPort) {
+    const IpstackArrivalEvent ev{2, 5};
+    EXPECT_EQ(at_ipstack_iprcv_report(&ev), 0);
+    EXPECT_EQ(only_report(49, 1, 43).text(), "\r\n^IPRCVST: 3,1\r\n");
+    EXPECT_TRUE(P().traced("\r\nSending IPRCV report to kernel \r\n"));
+}
+
+// The data report: header, exactly the copied bytes (NULs included), CRLF.
+TEST_F(Reports, DataCopiesItsBytesWithinTheRecord) {
+    struct Case {
+        const char* what;
+        uint32_t kind;
+        uint32_t encoded;
+        uint32_t n;
+        std::string header;
+        size_t copied;
+    };
+    const Case cases[] = {
+        {"empty", 0, 0, 0, "\r\n^IPDATA: 1,0,", 0},
+        {"one NUL byte", 0, 0, 1, "\r\n^IPDATA: 1,1,", 1},
+        {"the whole record", 1, 0, 1504, "\r\n^IPDATA: 1,1504,", 1504},
+        {"encoding flag of a plain link is ignored", 12, 1, 4, "\r\n^IPDATA: 1,4,", 4},
+        {"SSL link", 13, 0, 4, "\r\n^SSLRX: 4\r\n", 4},
+        {"SSL encoded: 4 for every 3, rounded up", 14, 1, 4, "\r\n^SSLRX: 4\r\n", 8},
+        {"SSL encoded, exact", 13, 7, 3, "\r\n^SSLRX: 3\r\n", 4},
+        {"SSL encoded, empty", 14, 1, 0, "\r\n^SSLRX: 0\r\n", 0},
+        {"SSL encoded, filling the record", 13, 1, 1128, "\r\n^SSLRX: 1128\r\n", 1504},
+        {"SSL plain, filling the record", 14, 0, 1504, "\r\n^SSLRX: 1504\r\n", 1504},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        P().reset();
+        IpstackDataEvent ev{};
+        ev.m_link = 0;
+        ev.m_channel = 6;
+        ev.m_len = c.n;
+        ev.m_kind = c.kind;
+        ev.m_encoded = c.encoded;
+        for (size_t i = 0; i < IPSTACK_DATA_MAX; ++i) {
+            ev.m_data[i] = static_cast<uint8_t>(i % 251);  // NULs inside, never CR LF pairs
+        }
+        EXPECT_EQ(ipstack_post_dispatch(61000, reinterpret_cast<uintptr_t>(&ev), 0), 0);
+        const fake::Sent& s = only_report(50, 1, 43);
+        const std::string want =
+            c.header + std::string(reinterpret_cast<const char*>(ev.m_data), c.copied) + "\r\n";
+        EXPECT_EQ(s.record().m_length, want.size());
+        EXPECT_EQ(s.text(), want);
+        EXPECT_EQ(s.bytes.back(), 0) << "the wire's last byte is the NUL after the text";
+    }
+}
+
+TEST_F(Reports, DataBeyondTheRecordIsRefused) {
+    struct Case {
+        uint32_t kind;
+        uint32_t encoded;
+        uint32_t n;
+    };
+    for (const Case c : {Case{0, 0, 1505}, Case{0, 0, 0xFFFFFFFFu}, Case{13, 0, 1505},
+                         Case{13, 1, 1129}, Case{14, 1, 0xFFFFFFFFu}, Case{14, 1, 0x7FFFFFFFu}}) {
+        SCOPED_TRACE(c.n);
+        P().reset();
+        IpstackDataEvent ev{};
+        ev.m_len = c.n;
+        ev.m_kind = c.kind;
+        ev.m_encoded = c.encoded;
+        EXPECT_EQ(at_ipstack_ipdata_report(&ev), -1);
+        EXPECT_TRUE(P().sent.empty());
+        ASSERT_FALSE(P().traces.empty());
+        EXPECT_EQ(P().traces.back().level, TRACE_LEVEL_ERROR);
+    }
+}
+
+TEST_F(Reports, RecordsAreReadWhereverTheyLie) {
+    // The service's record need not be aligned for this daemon's types.
+    std::vector<uint8_t> bytes(sizeof(IpstackDataEvent) + 1, 0);
+    IpstackDataEvent ev{};
+    ev.m_link = 4;
+    ev.m_channel = 2;
+    ev.m_len = 2;
+    ev.m_data[0] = 'h';
+    ev.m_data[1] = 'i';
+    std::memcpy(bytes.data() + 1, &ev, sizeof ev);
+    EXPECT_EQ(at_ipstack_ipdata_report(bytes.data() + 1), 0);
+    EXPECT_EQ(only_report(6, 1, 43).text(), "\r\n^IPDATA: 5,2,hi\r\n");
+}
+
+TEST_F(Reports, LateFinalResults) {
+    struct Case {
+        const char* what;
+        uint32_t kind;
+        uint32_t error;
+        uint32_t count;
+        std::string text;
+        int32_t retenum;
+        std::vector<std::string> calls;
+    };
+    const Case cases[] = {
+        {"send done", 5, 0, 2, "\r\n^IPSENDEX: 3\r\n\r\nOK\r\n", 0, {}},
+        {"send done with 502", 5, 502, 0, "\r\n^IPSENDEX: 1\r\n\r\nOK\r\n", 0, {}},
+        {"send failed", 5, 65, 0, "\r\n+CME ERROR: 3\r\n", 0, {"ipstack_at_set_cme_error"}},
+        {"receive timed out", 18, 65, 0, "\r\n^SSLRX: 0\r\nTIMEOUT\r\n\r\nOK\r\n", 0, {}},
+        {"receive done", 18, 0, 0, "\r\nOK\r\n", 0, {}},
+        {"other command done", 3, 0, 9, "\r\nOK\r\n", 0, {}},
+        {"time-out of another command", 3, 65, 0, "", 13, {"ipstack_get_at_errornum"}},
+        {"receive failed", 18, 502, 0, "", 13, {"ipstack_get_at_errornum"}},
+        {"other failure", 0, 7, 0, "", 13, {"ipstack_get_at_errornum"}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        P().reset();
+        ipstack().reset();
+        ipstack().errornum_result = 13;
+        IpstackResultEvent ev{};
+        ev.m_cmd_kind = c.kind;
+        ev.m_error = c.error;
+        ev.m_count = c.count;
+        ev.m_channel = 7;
+        EXPECT_EQ(ipstack_notify_dispatch(61004, reinterpret_cast<uintptr_t>(&ev), 0), 0);
+        const fake::Sent& s = only_report(51, 1, kIdLate);
+        EXPECT_EQ(s.text(), c.text);
+        EXPECT_EQ(s.record().m_retenum, c.retenum);
+        EXPECT_EQ(ipstack().calls, c.calls);
+        if (!c.calls.empty() && c.calls[0] == "ipstack_get_at_errornum") {
+            EXPECT_EQ(ipstack().errornum_codes, std::vector<uint32_t>{c.error});
+        }
+        if (!c.calls.empty() && c.calls[0] == "ipstack_at_set_cme_error") {
+            EXPECT_EQ(ipstack().cme_codes, std::vector<uint32_t>{c.error});
+            EXPECT_EQ(ipstack().cme_mode, 2);
+        }
+    }
+}
+
+}  // namespace
