@@ -6,6 +6,9 @@
 #include "gps_adapter/gps_at_handlers.h"
 #include "ipstackatapi/ipstack_at_handlers.h"
 #include "osa.h"
+#include "recorderatapi/recorder_at_handlers.h"
+#include "tandrel_xmodemupg/xmodem_at_handlers.h"
+#include "ttsatapi/tts_at_handlers.h"
 #include "update_adapter/fota_at_handlers.h"
 
 namespace {
@@ -159,12 +162,18 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
     ip_row("^SSLTX", at_ipstack_ssltx, T200S, true),
     ip_row("^SSLRX", at_ipstack_sslrx, T200S, true),
     // Audio and serial firmware load.
-    row("^TTS", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
-    row("^TTSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
-    row("^FWLOAD", nullptr, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, nullptr),
-    row("^AUDREC", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
-    row("^RECCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
-    row("^FILEIO", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^TTS", at_tts_send, T30S, at_tts_send, T30S, at_tts_send, T30S, nullptr, 0, ERR_TTS, 3,
+        nullptr),
+    row("^TTSCFG", at_tts_cfg, T30S, at_tts_cfg, T30S, at_tts_cfg, T30S, nullptr, 0, ERR_TTS, 3,
+        nullptr),
+    row("^FWLOAD", At_StartXmodemUpg, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3,
+        nullptr),
+    row("^AUDREC", at_recorder_audrec_exec, T30S, at_recorder_audrec_exec, T30S,
+        at_recorder_audrec_exec, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^RECCFG", at_recorder_reccfg_exec, T30S, at_recorder_reccfg_exec, T30S,
+        at_recorder_reccfg_exec, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^FILEIO", at_recorder_fileio_exec, T30S, at_recorder_fileio_exec, T30S,
+        at_recorder_fileio_exec, T30S, nullptr, 0, ERR_REC, 3, nullptr),
     // Terminator: ends every walk, never registered.
     AtCmdEntry{0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, 0, nullptr, 0,
                nullptr},

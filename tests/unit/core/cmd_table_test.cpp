@@ -116,7 +116,6 @@ const std::set<std::string> kNotYetBuilt = {
     "^NAVRX", "^NAVFREQ", "^NAVQUY", "^GNSSCNO", "^GNSSPOS", "^WPCAP", "^WPINFO", "^WNICT",
     "^ZQCUST", "^WPURL", "^WPTLS", "^AGNSSCFG", "^SUPLOCK", "^AGPSTYPECFG", "^SUPLMODE",
     "^LTOLOCK", "^INJTIMELOCK", "^GNSSINJTIME", "^GNSSINJPOS",
-    "^TTS", "^TTSCFG", "^FWLOAD", "^AUDREC", "^RECCFG", "^FILEIO",
 };
 
 TEST(CommandTable, EveryRowAsRegistered) {
