@@ -3,7 +3,6 @@
 #include "gpsclient.h"
 #include "ipstack.h"
 #include "module_info.h"
-#include "online_update.h"
 #include "recorder.h"
 #include "tts.h"
 #include "xmodem.h"
@@ -26,12 +25,6 @@ int32_t ipstack_hbe_maxtime(int32_t arg) {
                       arg);
     return 0;
 }
-
-int32_t boot_check_update_info(void) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO, "update service not simulated: no update state to check\n");
-    return 0;
-}
-
 
 // The IP stack's AT entry points: every command fails without a number.
 #define TANDREL_IPSTACK_PENDING(name)                                                       \
@@ -73,65 +66,6 @@ void ipstack_reset_ssl_enable_status(void) {}
 void reset_http_sock_type(void) {}
 int32_t ipstack_get_at_errornum(uint32_t) { return 0; }
 void ipstack_at_set_cme_error(uint32_t, char*, int32_t) {}
-
-// The online update service: every call fails.
-int32_t online_update_get_opration_mode(FotaModeRecord*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_get_opration_mode\n");
-    return 0;
-}
-int32_t online_update_set_opration_mode(const FotaModeRecord*, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_set_opration_mode\n");
-    return 0;
-}
-int32_t online_update_get_connect_para(FotaConnectPara*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_get_connect_para\n");
-    return 0;
-}
-int32_t online_update_set_connect_para(const FotaConnectPara*, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_set_connect_para\n");
-    return 0;
-}
-int32_t online_update_check_new_version(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_check_new_version\n");
-    return 0;
-}
-int32_t online_update_download_new_version(uint32_t, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_download_new_version\n");
-    return 0;
-}
-int32_t online_update_download_new_version_ex(const char*, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_download_new_version_ex\n");
-    return 0;
-}
-int32_t online_update_installer_new_version(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_installer_new_version\n");
-    return 0;
-}
-int32_t online_update_query_update_state(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_query_update_state\n");
-    return 0;
-}
-int32_t online_update_check_download_progress(FotaDownloadProgress*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_check_download_progress\n");
-    return 0;
-}
-int32_t online_update_sms_fota_policy(uint32_t, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_sms_fota_policy\n");
-    return 0;
-}
-int32_t online_update_query_fotasms_policy(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_query_fotasms_policy\n");
-    return 0;
-}
-int32_t online_update_set_sms_fota_auto_download_state(uint32_t, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_set_sms_fota_auto_download_state\n");
-    return 0;
-}
-int32_t online_update_query_sms_fota_auto_download_state(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_query_sms_fota_auto_download_state\n");
-    return 0;
-}
-
 
 // GNSS client, audio engines, firmware loader and module version: every call fails.
 int32_t AT_Cgmr(char*) {
