@@ -171,6 +171,7 @@ void advance(Sim& s) {
             raise_state(s, SIM_FOTA_STATE_INSTALLED);
             s.version[0] = '\0';
             s.phase = Phase::Idle;
+            s.package[0] = '\0';
             s.package_size = 0;
             break;
         default:
