@@ -1,5 +1,4 @@
-// Simulated online update service: settings, detection, download and install, raising events
-// 63000-63003.
+// Simulated online update service: settings, detection, download and install, events 63000-63003.
 #include "sim_online_update.h"
 
 #include <chrono>

@@ -1,5 +1,4 @@
-// The simulated online update service on the real bus: its flow, its refusals, its controls and
-// request 3035.
+// The simulated update service on the real bus: its flow, refusals, controls and request 3035.
 #include <gtest/gtest.h>
 
 #include <chrono>
