@@ -40,8 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::vector<uint8_t> record(ev.record_size, 0);
     std::memcpy(record.data(), data + 2, size - 2 < record.size() ? size - 2 : record.size());
     const auto a1 = reinterpret_cast<uintptr_t>(record.data());
-    const int32_t rc = second ? ipstack_post_dispatch(ev.id, a1, 0)
-                              : ipstack_notify_dispatch(ev.id, a1, 0);
+    const int32_t rc =
+        second ? ipstack_post_dispatch(ev.id, a1, 0) : ipstack_notify_dispatch(ev.id, a1, 0);
 
     const auto& sent = fake::platform().sent;
     if (sent.size() > 1 || (rc == 0) != (sent.size() == 1)) {
