@@ -8,11 +8,6 @@ int32_t at_tts_init(void) {
     return -1;
 }
 
-int32_t at_update_init(void) {
-    TANDREL_TRACE(TRACE_LEVEL_ERROR, "FOTA adapter not built\n");
-    return -1;
-}
-
 int32_t at_recorder_init(void) {
     TANDREL_TRACE(TRACE_LEVEL_ERROR, "recorder adapter not built\n");
     return -1;

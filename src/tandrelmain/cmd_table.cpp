@@ -6,6 +6,7 @@
 #include "gps_adapter/gps_at_handlers.h"
 #include "ipstackatapi/ipstack_at_handlers.h"
 #include "osa.h"
+#include "update_adapter/fota_at_handlers.h"
 
 namespace {
 
@@ -100,25 +101,26 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
     row("^NLGPSOPT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
         "(0-1)"),
     // Firmware over the air.
-    row("^FOTAMODE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
-        nullptr),
-    row("^FOTACFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
-        nullptr),
-    row("^FOTADET", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^FOTADL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^FWUP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3, nullptr),
-    row("^FOTASTATE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
-        nullptr),
-    row("^FOTADLQ", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^FOTAP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
-    row("^FOTASMSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 3,
-        nullptr),
-    row("^FOTAOEMDL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_FOTA_IP, 0,
-        nullptr),
+    row("^FOTAMODE", At_SetFotaMode, T30S, At_GetFotaMode, T30S, At_TestFotaMode, T30S, nullptr,
+        0, ERR_FOTA_IP, 3, nullptr),
+    row("^FOTACFG", At_SetCfgPara, T30S, At_GetCfgPara, T30S, nullptr, T30S, nullptr, 0,
+        ERR_FOTA_IP, 3, nullptr),
+    row("^FOTADET", At_CheckNewVersion, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0,
+        ERR_FOTA_IP, 0, nullptr),
+    row("^FOTADL", At_DownNewVersion, T30S, nullptr, T30S, At_TestDownNewVersion, T30S, nullptr,
+        0, ERR_FOTA_IP, 0, nullptr),
+    row("^FWUP", At_InstallerNewVersion, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0,
+        ERR_FOTA_IP, 3, nullptr),
+    row("^FOTASTATE", nullptr, T30S, At_QueryUpdateState, T30S, nullptr, T30S, nullptr, 0,
+        ERR_FOTA_IP, 3, nullptr),
+    row("^FOTADLQ", At_CheckDownloadProgress, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0,
+        ERR_FOTA_IP, 0, nullptr),
+    row("^FOTAP", At_PolicyIsStartFota, T30S, At_QueryFotasmsPolicy, T30S, At_TestFotasmsPolicy,
+        T30S, nullptr, 0, ERR_FOTA_IP, 0, nullptr),
+    row("^FOTASMSCFG", At_SetFotasmsCfg, T30S, At_QueryFotasmsCfg, T30S, At_TestFotasmsCfg, T30S,
+        nullptr, 0, ERR_FOTA_IP, 3, nullptr),
+    row("^FOTAOEMDL", At_DownNewVersion_ex, T30S, At_TestDownNewVersion_ex, T30S,
+        At_TestDownNewVersion_ex, T30S, nullptr, 0, ERR_FOTA_IP, 0, nullptr),
     // IP stack: one handler per row serves set, query and test; the rows with
     // an abort share the IP stack's abort handler.
     ip_row("^IPINIT", at_ipstack_ipinit, TNET, true),

@@ -1,0 +1,326 @@
+// FOTA commands through the dispatcher: parameter rules, service calls, answers and failure paths.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "at_cmd_table.h"
+#include "fake_online_update.h"
+#include "fake_platform.h"
+#include "request_builder.h"
+#include "tandrel_core.h"
+
+namespace {
+
+using fake::RequestBytes;
+
+constexpr char kOk[] = "\r\nOK\r\n";
+
+class Fota : public fake::PlatformTest {
+  protected:
+    void SetUp() override {
+        PlatformTest::SetUp();
+        fake::online_update().reset();
+    }
+    fake::OnlineUpdate& S() { return fake::online_update(); }
+
+    // Sends AT<cmd>=<paras> (each typed as text) and returns what reached the kernel.
+    fake::Sent at(const char* cmd, const std::vector<std::string>& paras, uint32_t type = 0,
+                  uint8_t reserved = 0) {
+        RequestBytes r(cmd, type, 3);
+        r.magic(0x5EED).reserved(reserved);
+        for (const std::string& p : paras) {
+            r.text(p);
+        }
+        EXPECT_EQ(nl_syswatch_event_report(r.size(), r.data()), 0);
+        EXPECT_EQ(P().sent.size(), 1u);
+        fake::Sent s = P().sent.empty() ? fake::Sent{} : P().last_sent();
+        P().sent.clear();
+        const AtResponse rsp = s.record();
+        EXPECT_EQ(rsp.m_uindex, 3u);
+        EXPECT_EQ(rsp.m_magic, 0x5EEDu);
+        EXPECT_EQ(rsp.m_id, 0u);
+        EXPECT_EQ(s.size, rsp.m_length + 25);
+        return s;
+    }
+    // Expects a text answer.
+    void expect_text(const fake::Sent& s, const std::string& text) {
+        EXPECT_EQ(s.record().m_retenum, 0);
+        EXPECT_EQ(s.text(), text);
+    }
+    // Expects an error number with no text.
+    void expect_error(const fake::Sent& s, int32_t retenum) {
+        EXPECT_EQ(s.record().m_retenum, retenum);
+        EXPECT_EQ(s.record().m_length, 0u);
+        EXPECT_EQ(s.size, 25u);
+    }
+};
+
+struct ModeCase {
+    std::vector<std::string> paras;
+    int32_t retenum;
+    FotaModeRecord mode;
+};
+
+TEST_F(Fota, ModeDigitsAndInterval) {
+    const ModeCase cases[] = {
+        {{"1", "0", "1", "0", "60"}, 0, {1, 0, 1, 0, 60}},
+        {{"0", "0", "1", "0"}, 0, {0, 0, 1, 0, 7}},
+        {{"0", "1", "0", "1", ""}, 0, {0, 1, 0, 1, 7}},
+        {{"1", "1", "1", "1", "65535"}, 0, {1, 1, 1, 1, 65535}},
+        {{"1", "0", "0", "0", "00001"}, 0, {1, 0, 0, 0, 1}},
+        {{"0", "0", "1", "0", "60"}, 174, {}},
+        {{"1", "0", "1", "0"}, 174, {}},
+        {{"1", "0", "1", "0", "0"}, 174, {}},
+        {{"1", "0", "1", "0", "65536"}, 174, {}},
+        {{"1", "0", "1", "0", "123456"}, 174, {}},
+        {{"1", "0", "1", "0", " 60"}, 174, {}},
+        {{"1", "0", "1", "0", "6a"}, 174, {}},
+        {{"2", "0", "0", "0"}, 174, {}},
+        {{"01", "0", "0", "0"}, 174, {}},
+        {{"0", "0", "0", "x"}, 174, {}},
+        {{"0", "", "0", "0"}, 174, {}},
+        {{"0", "0", "0"}, 174, {}},
+        {{"0", "0", "0", "0", "", ""}, 174, {}},
+    };
+    for (const ModeCase& c : cases) {
+        SCOPED_TRACE(::testing::PrintToString(c.paras));
+        S().reset();
+        const fake::Sent s = at("^FOTAMODE", c.paras);
+        if (c.retenum != 0) {
+            expect_error(s, c.retenum);
+            EXPECT_TRUE(S().calls.empty());
+            continue;
+        }
+        expect_text(s, kOk);
+        EXPECT_EQ(std::memcmp(&S().set_mode, &c.mode, sizeof c.mode), 0);
+        EXPECT_EQ(S().err_in, 0u);
+    }
+}
+
+struct CfgCase {
+    std::vector<std::string> paras;
+    int32_t retenum;
+    std::string apn, user, password;
+    uint32_t auth;
+};
+
+TEST_F(Fota, ConnectionParameters) {
+    const std::string q99 = "\"" + std::string(99, 'a') + "\"";
+    const std::string q63 = "\"" + std::string(63, 'u') + "\"";
+    const CfgCase cases[] = {
+        {{"\"internet\"", "\"user\"", "\"pw\"", "1"}, 0, "internet", "user", "pw", 1},
+        {{"\"a.b.c\"", "", "", " 2"}, 0, "a.b.c", "", "", 2},
+        {{"\"Web-1\"", "\"\"", "\"\"", "0"}, 0, "Web-1", "", "", 0},
+        {{"\"-\"", q63, q63, "0"}, 0, "-", std::string(63, 'u'), std::string(63, 'u'), 0},
+        {{"\"\"", "\"u\"", "\"p\"", "0"}, 0, "", "u", "p", 0},
+        {{q99, "", "", "0"}, 0, std::string(99, 'a'), "", "", 0},
+        {{"\"internet\"", "\"u\"", "\"p\""}, 174, "", "", "", 0},
+        {{"\"internet\"", "\"u\"", "\"p\"", "0", "0"}, 174, "", "", "", 0},
+        {{"\"" + std::string(100, 'a') + "\"", "", "", "0"}, 174, "", "", "", 0},
+        {{"internet", "", "", "0"}, 174, "", "", "", 0},
+        {{"\"internet", "", "", "0"}, 174, "", "", "", 0},
+        {{"\"-web\"", "", "", "0"}, 174, "", "", "", 0},
+        {{"\"web.\"", "", "", "0"}, 174, "", "", "", 0},
+        {{"\"my_apn\"", "", "", "0"}, 174, "", "", "", 0},
+        {{"\"my apn\"", "", "", "0"}, 174, "", "", "", 0},
+        {{"\"x\"", "\"" + std::string(64, 'u') + "\"", "", "0"}, 174, "", "", "", 0},
+        {{"\"x\"", "user", "", "0"}, 174, "", "", "", 0},
+        {{"\"x\"", "\"user\"x", "", "0"}, 174, "", "", "", 0},
+        {{"\"x\"", "", "\"" + std::string(64, 'p') + "\"", "0"}, 174, "", "", "", 0},
+        {{"\"x\"", "", "pw", "0"}, 174, "", "", "", 0},
+        {{"\"x\"", "", "", "3"}, 174, "", "", "", 0},
+        {{"\"x\"", "", "", "x"}, 174, "", "", "", 0},
+        {{"\"x\"", "", "", ""}, 174, "", "", "", 0},
+    };
+    for (const CfgCase& c : cases) {
+        SCOPED_TRACE(::testing::PrintToString(c.paras));
+        S().reset();
+        const fake::Sent s = at("^FOTACFG", c.paras);
+        if (c.retenum != 0) {
+            expect_error(s, c.retenum);
+            EXPECT_TRUE(S().calls.empty());
+            continue;
+        }
+        expect_text(s, kOk);
+        FotaConnectPara want{};
+        want.auth_type = c.auth;
+        std::memcpy(want.apn, c.apn.data(), c.apn.size());
+        std::memcpy(want.user, c.user.data(), c.user.size());
+        std::memcpy(want.password, c.password.data(), c.password.size());
+        EXPECT_EQ(std::memcmp(&S().set_connect, &want, sizeof want), 0);
+        EXPECT_EQ(S().err_in, 0u);
+    }
+}
+
+TEST_F(Fota, OperationCommands) {
+    struct Op {
+        const char* cmd;
+        uint32_t max;
+        const char* call;
+    } ops[] = {
+        {"^FOTADL", 2, "online_update_download_new_version"},
+        {"^FOTAP", 1, "online_update_sms_fota_policy"},
+        {"^FOTASMSCFG", 1, "online_update_set_sms_fota_auto_download_state"},
+    };
+    for (const Op& op : ops) {
+        SCOPED_TRACE(op.cmd);
+        const std::string max = std::to_string(op.max);
+        S().reset();
+        expect_text(at(op.cmd, {max}), kOk);
+        EXPECT_EQ(S().calls, std::vector<std::string>{op.call});
+        EXPECT_EQ(S().operation, op.max);
+        EXPECT_EQ(S().err_in, 0u);
+        S().reset();
+        expect_text(at(op.cmd, {" 0"}), kOk);
+        EXPECT_EQ(S().operation, 0u);
+        S().reset();
+        expect_error(at(op.cmd, {std::to_string(op.max + 1)}), 174);
+        expect_error(at(op.cmd, {"1", "1"}), 174);
+        expect_error(at(op.cmd, {"x"}), 174);
+        expect_error(at(op.cmd, {" "}), 174);
+        expect_error(at(op.cmd, {""}), 20);
+        expect_error(at(op.cmd, {}), 20);
+        EXPECT_TRUE(S().calls.empty());
+    }
+}
+
+TEST_F(Fota, FailedSetAnswersTheMappedServiceCode) {
+    const std::pair<uint32_t, int32_t> codes[] = {{3, 174}, {5, 20}, {18, 19}, {19, 20}, {0, 20}};
+    for (const auto& [code, retenum] : codes) {
+        SCOPED_TRACE(code);
+        S().result = 0;
+        S().err_code = code;
+        expect_error(at("^FOTADL", {"2"}), retenum);
+        expect_error(at("^FOTAMODE", {"0", "0", "0", "0"}), retenum);
+        expect_error(at("^FOTACFG", {"", "", "", "0"}), retenum);
+        expect_error(at("^FOTADET", {}), retenum);
+        expect_error(at("^FWUP", {}), retenum);
+        expect_error(at("^FOTAOEMDL", {}), retenum);
+    }
+}
+
+TEST_F(Fota, ReservedByteRefusesStartsAndProgress) {
+    for (const char* cmd : {"^FOTADET", "^FWUP", "^FOTADLQ"}) {
+        SCOPED_TRACE(cmd);
+        expect_error(at(cmd, {}, 0, 1), 20);
+        expect_error(at(cmd, {}, 0, 0xFF), 20);
+    }
+    EXPECT_TRUE(S().calls.empty());
+    expect_text(at("^FOTADET", {}), kOk);
+    expect_text(at("^FWUP", {}), kOk);
+    EXPECT_EQ(S().calls, (std::vector<std::string>{"online_update_check_new_version",
+                                                   "online_update_installer_new_version"}));
+}
+
+TEST_F(Fota, QueryAnswers) {
+    S().mode = {1, 0, 1, 1, 3600};
+    S().connect = {2, "cmnet", "me", "secret"};
+    S().value = 33;
+    S().progress.package_index = 7;
+    S().progress.total_size = 2048;
+    S().progress.downloaded_size = 512;
+    std::strcpy(S().progress.package_name, "pkg.bin");
+    expect_text(at("^FOTAMODE", {}, 1), "\r\n^FOTAMODE: 1,0,1,1,3600\r\n\r\nOK\r\n");
+    expect_text(at("^FOTACFG", {}, 1), "\r\n^FOTACFG: \"cmnet\",\"me\",\"secret\",2\r\n\r\nOK\r\n");
+    expect_text(at("^FOTASTATE", {}, 1), "\r\n^FOTASTATE: 33\r\n\r\nOK\r\n");
+    expect_text(at("^FOTAP", {}, 1), "\r\n^FOTAP: 33\r\n\r\nOK\r\n");
+    expect_text(at("^FOTASMSCFG", {}, 1), "\r\n^FOTASMSCFG: 33\r\n\r\nOK\r\n");
+    // The first field is 1 whatever package the service reports.
+    expect_text(at("^FOTADLQ", {}), "\r\n^FOTADLQ: 1,\"pkg.bin\",512,2048\r\n\r\nOK\r\n");
+
+    // Service texts without their NUL stay inside their fields.
+    std::memset(S().connect.apn, 'a', sizeof S().connect.apn);
+    std::memset(S().connect.user, 'u', sizeof S().connect.user);
+    std::memset(S().progress.package_name, 'n', sizeof S().progress.package_name);
+    expect_text(at("^FOTACFG", {}, 1), "\r\n^FOTACFG: \"" + std::string(100, 'a') + "\",\"" +
+                                           std::string(64, 'u') + "\",\"secret\",2\r\n\r\nOK\r\n");
+    expect_text(at("^FOTADLQ", {}),
+                "\r\n^FOTADLQ: 1,\"" + std::string(20, 'n') + "\",512,2048\r\n\r\nOK\r\n");
+
+    S().result = 0;
+    for (const char* cmd : {"^FOTAMODE", "^FOTACFG", "^FOTASTATE", "^FOTAP", "^FOTASMSCFG"}) {
+        expect_error(at(cmd, {}, 1), 20);
+    }
+    expect_error(at("^FOTADLQ", {}), 20);
+}
+
+TEST_F(Fota, TestTexts) {
+    const std::tuple<const char*, uint32_t, const char*> cases[] = {
+        {"^FOTAMODE", 2, "\r\n^FOTAMODE: (0-1),(0-1),(0-1),(0-1),(1-65535)\r\n\r\nOK\r\n"},
+        {"^FOTADL", 2, "\r\n^FOTADL: (0-2)\r\n\r\nOK\r\n"},
+        {"^FOTAP", 2, "\r\n^FOTAP: (0-1)\r\n\r\nOK\r\n"},
+        {"^FOTASMSCFG", 2, "\r\n^FOTASMSCFG: (0-1)\r\n\r\nOK\r\n"},
+        {"^FOTAOEMDL", 2, kOk},
+        {"^FOTAOEMDL", 1, kOk},
+    };
+    for (const auto& [cmd, type, text] : cases) {
+        expect_text(at(cmd, {}, type), text);
+    }
+    EXPECT_TRUE(S().calls.empty());
+}
+
+TEST_F(Fota, OemDownloadArgument) {
+    const std::string oem_ok = "\r\n \r\nOK\r\n \r\n";
+    expect_text(at("^FOTAOEMDL", {}), oem_ok);
+    EXPECT_EQ(S().oem_buffer, std::vector<uint8_t>(256, 0));
+    EXPECT_EQ(S().err_in, 0u);
+    const std::string a255(255, 'a');
+    expect_text(at("^FOTAOEMDL", {"\"" + a255 + "\""}), oem_ok);
+    EXPECT_EQ(S().oem_arg, a255);
+    EXPECT_EQ(S().oem_buffer[255], 0);
+    expect_text(at("^FOTAOEMDL", {"\"\""}), oem_ok);
+    EXPECT_EQ(S().oem_arg, "");
+    S().calls.clear();
+    expect_error(at("^FOTAOEMDL", {"\"" + a255 + "a\""}), 174);
+    expect_error(at("^FOTAOEMDL", {"abc"}), 174);
+    expect_error(at("^FOTAOEMDL", {"\"a\"b"}), 174);
+    expect_error(at("^FOTAOEMDL", {"\"a\"", "\"b\""}), 174);
+    EXPECT_TRUE(S().calls.empty());
+    // The dispatcher takes two buffers; the argument buffer is the third.
+    P().allocs = 0;
+    P().fail_alloc_at = 3;
+    expect_error(at("^FOTAOEMDL", {"\"x\""}), 172);
+    EXPECT_TRUE(S().calls.empty());
+}
+
+TEST_F(Fota, MissingRecordLeavesTheResponseEmpty) {
+    const std::tuple<const char*, uint32_t, std::vector<std::string>> cases[] = {
+        {"^FOTAMODE", 0, {"0", "0", "0", "0"}},
+        {"^FOTAMODE", 1, {}},
+        {"^FOTACFG", 0, {"", "", "", "0"}},
+        {"^FOTACFG", 1, {}},
+        {"^FOTADLQ", 0, {}},
+    };
+    for (const auto& [cmd, type, paras] : cases) {
+        SCOPED_TRACE(cmd);
+        P().reset();
+        P().fail_alloc_at = 3;
+        const fake::Sent s = at(cmd, paras, type);
+        EXPECT_EQ(s.record().m_retenum, 0);
+        EXPECT_EQ(s.size, 25u);
+        EXPECT_TRUE(P().traced("nl_process_event_report return TANDREL_FAIL\r\n"));
+    }
+    EXPECT_TRUE(S().calls.empty());
+}
+
+TEST_F(Fota, EveryHandlerRefusesNullPointers) {
+    AtRequest req{};
+    AtResponse rsp{};
+    for (const AtCmdEntry* e = g_at_cmd_table; e->m_name_len != 0; ++e) {
+        const std::string name = e->m_name;
+        if (name.rfind("^FOTA", 0) != 0 && name != "^FWUP") {
+            continue;
+        }
+        for (uint32_t op = 0; op < 4; ++op) {
+            if (const AtHandler h = at_cmd_handler(*e, op)) {
+                EXPECT_EQ(h(nullptr, &rsp), -1) << name << " " << op;
+                EXPECT_EQ(h(&req, nullptr), -1) << name << " " << op;
+            }
+        }
+    }
+    EXPECT_TRUE(S().calls.empty());
+}
+
+}  // namespace

@@ -1,0 +1,128 @@
+// FOTA parameter helpers at their limits: numbers, quotes, APNs, auth type, result mapping.
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+#include <vector>
+
+#include "update_adapter/fota_params.h"
+
+namespace {
+
+TEST(FotaParseUint, DigitsBlanksBasesAndOverflow) {
+    struct Case {
+        const char* text;
+        uint32_t base;
+        int32_t result;
+        uint32_t value;
+    } cases[] = {
+        {"0", 10, 0, 0},
+        {" 1 ", 10, 0, 1},
+        {"1 2", 10, 0, 12},
+        {"", 10, 1, 0},
+        {"   ", 10, 1, 0},
+        {"1a", 10, 2, 0},
+        {"1a", 16, 0, 26},
+        {"fF", 16, 0, 255},
+        {"z", 36, 0, 35},
+        {"2", 2, 2, 0},
+        {"-1", 10, 2, 0},
+        {"+1", 10, 2, 0},
+        {"4294967295", 10, 0, UINT32_MAX},
+        {"4294967296", 10, 2, 0},
+        {"99999999999", 10, 2, 0},
+        {"ffffffff", 16, 0, UINT32_MAX},
+        {"100000000", 16, 2, 0},
+        {"1", 1, 2, 0},
+        {"1", 37, 2, 0},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(std::string(c.text) + " base " + std::to_string(c.base));
+        uint32_t v = 0;
+        EXPECT_EQ(update_parse_uint(&v, c.text, c.base), c.result);
+        if (c.result == 0) {
+            EXPECT_EQ(v, c.value);
+        }
+    }
+    EXPECT_EQ(update_parse_uint(nullptr, "1", 10), 2);
+}
+
+TEST(FotaQuotes, OnlyOneWholeQuotedTextIsStripped) {
+    struct Case {
+        std::string in;
+        int32_t ok;
+        std::string out;
+    } cases[] = {
+        {"\"abc\"", 1, "abc"}, {"\"\"", 1, ""},           {"abc", 0, ""}, {"\"abc", 0, ""},
+        {"\"ab\"c", 0, ""},    {"\"a\"\"", 0, ""},        {"\"", 0, ""},  {"", 0, ""},
+        {"a\"b\"", 0, ""},     {"\" a,b \"", 1, " a,b "},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.in);
+        std::vector<char> buf(c.in.begin(), c.in.end());
+        buf.push_back('\0');
+        const auto len = static_cast<uint32_t>(c.in.size());
+        EXPECT_EQ(update_at_strip_quotes_out(buf.data(), buf.data(), len), c.ok);
+        if (c.ok == 1) {
+            EXPECT_EQ(std::string(buf.data()), c.out);
+        }
+    }
+}
+
+TEST(FotaQuotes, LengthMustMatchAndUnterminatedTextIsNotOverread) {
+    char typed[] = "\"ab\"";
+    EXPECT_EQ(update_at_strip_quotes_out(typed, typed, 6), 0);  // claims more than was typed
+    // Exactly len bytes, no NUL and no closing quote: stops at len.
+    std::vector<char> open{'"', 'a', 'b', 'c', 'd'};
+    EXPECT_EQ(update_at_strip_quotes_out(open.data(), open.data(), 5), 0);
+    std::vector<char> closed{'"', 'a', 'b', 'c', '"'};
+    EXPECT_EQ(update_at_strip_quotes_out(closed.data(), closed.data(), 5), 1);
+    EXPECT_STREQ(closed.data(), "abc");
+}
+
+TEST(FotaApn, LettersDigitsDashAndDotWithAlnumEnds) {
+    const std::pair<std::string, int32_t> cases[] = {
+        {"internet", 1},
+        {"a.b.c", 1},
+        {"Web-1", 1},
+        {"-", 1},
+        {".", 1},
+        {"x", 1},
+        {"-web", 0},
+        {"web.", 0},
+        {"my_apn", 0},
+        {"my apn", 0},
+        {"a-", 0},
+        {"1.2", 1},
+        {"\xe9t\xe9", 0},
+        {std::string(99, 'a'), 1},
+        // Only the first 99 characters are looked at.
+        {std::string(99, 'a') + "_", 1},
+    };
+    for (const auto& [apn, ok] : cases) {
+        EXPECT_EQ(update_at_check_apn(apn.c_str()), ok) << apn;
+    }
+    EXPECT_EQ(update_at_check_apn(nullptr), 0);
+}
+
+TEST(FotaAuthType, BelowThree) {
+    for (uint32_t v : {0u, 1u, 2u}) {
+        EXPECT_EQ(update_at_check_auth_type_valid(v), 1) << v;
+    }
+    for (uint32_t v : {3u, 4u, UINT32_MAX}) {
+        EXPECT_EQ(update_at_check_auth_type_valid(v), 0) << v;
+    }
+}
+
+TEST(FotaRetNum, ServiceCodesMapByTableElse20) {
+    const int32_t want[18] = {172, 173, 174, 175, 20,  177, 178, 179, 180,
+                              182, 183, 184, 185, 186, 188, 189, 192, 19};
+    for (int32_t code = 1; code <= 18; ++code) {
+        EXPECT_EQ(update_get_at_retNum(code), want[code - 1]) << code;
+    }
+    for (int32_t code : {0, -1, 19, 255, INT_MIN, INT_MAX}) {
+        EXPECT_EQ(update_get_at_retNum(code), 20) << code;
+    }
+}
+
+}  // namespace
