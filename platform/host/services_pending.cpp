@@ -1,7 +1,6 @@
 // Service calls the host does not simulate yet: each says so and gives a neutral result.
 // A simulated service removes its functions from this file when it lands.
 #include "gpsclient.h"
-#include "ipstack.h"
 #include "module_info.h"
 #include "recorder.h"
 #include "tts.h"
@@ -16,56 +15,6 @@ int32_t gpsclient_init(GpsClientCallbacks* /*callbacks*/) {
     return 0;
 }
 
-void ipstack_hbecat_main(void) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "IP stack not simulated: no heartbeat sent\n");
-}
-
-int32_t ipstack_hbe_maxtime(int32_t arg) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "IP stack not simulated: heartbeat maximum time %d ignored\n",
-                      arg);
-    return 0;
-}
-
-// The IP stack's AT entry points: every command fails without a number.
-#define TANDREL_IPSTACK_PENDING(name)                                                       \
-    int32_t name(AtRequest*, AtResponse*) {                                                 \
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "IP stack not simulated: " #name "\n"); \
-        return 0;                                                                           \
-    }
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipinit_cmd)
-TANDREL_IPSTACK_PENDING(IpstackAtExecIpinitexCmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_hbeact_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_hbecont_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_hbecontdata_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipclose_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipopen_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_iplisten_cmd)
-TANDREL_IPSTACK_PENDING(IpstackAtExecIpDnsCfgCmd)
-TANDREL_IPSTACK_PENDING(IpStackAtExecIpListenExCmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipsend_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipsendex_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipentrans_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipflowq_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipcfl_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_smtpcmd_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_httpcmd_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ftpcmd_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_iprcv_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipopt_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslen_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslmng_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslcfg_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslstat_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslo_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslc_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ssltx_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslrx_cmd)
-
-int32_t ipstack_at_abort_at_cmd(void) { return 0; }
-void ipstack_reset_ssl_enable_status(void) {}
-void reset_http_sock_type(void) {}
-int32_t ipstack_get_at_errornum(uint32_t) { return 0; }
-void ipstack_at_set_cme_error(uint32_t, char*, int32_t) {}
 
 // GNSS client, audio engines, firmware loader and module version: every call fails.
 int32_t AT_Cgmr(char*) {
