@@ -133,11 +133,7 @@ int32_t online_update_query_sms_fota_auto_download_state(uint32_t*) {
 }
 
 
-// GNSS client, audio engines, firmware loader and module version: every call fails.
-int32_t AT_Cgmr(char*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: AT_Cgmr\n");
-    return 0;
-}
+// GNSS client, audio engines and firmware loader: every call fails.
 
 int32_t gpsclient_AGNSSCFG(int32_t, GpsAgnssCfg*, int32_t*) {
     TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_AGNSSCFG\n");
