@@ -1,11 +1,9 @@
-// Host module queries and start-up helpers: module type, software version, pid file, application
-// status.
+// Host module queries and start-up helpers: module type, pid file, application status.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "host_env.h"
 #include "module_info.h"
@@ -15,19 +13,6 @@ extern "C" int32_t GetM2MType(void) {
     int64_t type = 0;
     host_env_number("TANDREL_M2M_TYPE", INT32_MIN, INT32_MAX, &type);
     return static_cast<int32_t>(type);
-}
-
-// The host build's software version, in the module's layout: two bytes the
-// caller skips, then the text.
-extern "C" int32_t AT_Cgmr(char* version) {
-    constexpr size_t kSize = 66;
-    constexpr char kVersion[] = "HOST.1.0.0";
-    if (version == nullptr) {
-        return -1;
-    }
-    memset(version, 0, kSize);
-    memcpy(version + 2, kVersion, sizeof kVersion);
-    return 0;
 }
 
 // Written to a temporary file and renamed, so a reader never sees half a pid.

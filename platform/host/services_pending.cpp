@@ -133,45 +133,14 @@ int32_t online_update_query_sms_fota_auto_download_state(uint32_t*) {
 }
 
 
-// GNSS client, audio engines and firmware loader: every call fails.
+// GNSS client, audio engines, firmware loader and module version: every call fails.
+int32_t AT_Cgmr(char*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: AT_Cgmr\n");
+    return 0;
+}
 
 int32_t gpsclient_AGNSSCFG(int32_t, GpsAgnssCfg*, int32_t*) {
     TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_AGNSSCFG\n");
-    return 0;
-}
-
-int32_t gpsclient_TLSCFG(int32_t, GpsTlsCfg*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_TLSCFG\n");
-    return 0;
-}
-
-int32_t gpsclient_ltofeature(int32_t, int32_t*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_ltofeature\n");
-    return 0;
-}
-
-int32_t gpsclient_injRefTimeFeature(int32_t, int32_t*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefTimeFeature\n");
-    return 0;
-}
-
-int32_t gpsclient_xmldata(int32_t, GpsXmlDataChunk*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_xmldata\n");
-    return 0;
-}
-
-int32_t gpsclient_LTOdata(int32_t, GpsLtoDataChunk*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_LTOdata\n");
-    return 0;
-}
-
-int32_t gpsclient_injRefTime(int32_t, GpsRefTimeInfo*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefTime\n");
-    return 0;
-}
-
-int32_t gpsclient_injRefPos(int32_t, GpsRefLocInfo*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefPos\n");
     return 0;
 }
 
