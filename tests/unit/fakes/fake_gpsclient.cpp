@@ -62,6 +62,9 @@ int32_t answer(fake::GpsCall call, std::initializer_list<int32_t*> values, int32
     call.err_null = err == nullptr;
     const std::string fn = call.fn;
     gps().calls.push_back(std::move(call));
+    if (gps().on_call) {
+        gps().on_call(fn);
+    }
     const fake::GpsReply r = gps().next(fn);
     if (r.result == 0) {
         if (err != nullptr) {
@@ -84,6 +87,33 @@ int32_t op_call(const char* fn, int32_t op, int32_t* value, int32_t* err) {
     c.fn = fn;
     c.op = op;
     return answer(std::move(c), {value}, err);
+}
+
+// Records a call that fills a record and, on success, writes the reply's
+// bytes into it (at most its size).
+int32_t fill_record(const char* fn, int32_t op, void* rec, size_t size, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = fn;
+    c.op = op;
+    c.err_null = err == nullptr;
+    const auto* p = static_cast<const uint8_t*>(rec);
+    c.record_zeroed = rec != nullptr && std::all_of(p, p + size, [](uint8_t b) { return b == 0; });
+    gps().calls.push_back(std::move(c));
+    if (gps().on_call) {
+        gps().on_call(fn);
+    }
+    const fake::GpsReply r = gps().next(fn);
+    if (r.result == 0) {
+        if (err != nullptr) {
+            *err = r.err;
+        }
+        return 0;
+    }
+    const std::vector<uint8_t>& bytes = gps().records[fn];
+    if (rec != nullptr && !bytes.empty()) {
+        std::memcpy(rec, bytes.data(), std::min(size, bytes.size()));
+    }
+    return r.result;
 }
 
 }  // namespace
@@ -203,6 +233,28 @@ int32_t gpsclient_send_nitext(const char* text, int32_t length, int32_t* err) {
         c.text.assign(text, static_cast<size_t>(length));
     }
     return answer(std::move(c), {}, err);
+}
+
+int32_t gpsclient_set_type(int32_t nav_type, int32_t mhz, int32_t khz, int32_t hz) {
+    return answer({"gpsclient_set_type"}, {&nav_type, &mhz, &khz, &hz}, nullptr);
+}
+int32_t gpsclient_qry_cn(int32_t* cn) {
+    return answer({"gpsclient_qry_cn"}, {cn}, nullptr);
+}
+int32_t gpsclient_svscno_list(GpsSvCnoList* list) {
+    return fill_record("gpsclient_svscno_list", 0, list, sizeof *list, nullptr);
+}
+int32_t gpsclient_NAVQUY(int32_t op, GpsNavQuyInfo* info, int32_t* err) {
+    return fill_record("gpsclient_NAVQUY", op, info, sizeof *info, err);
+}
+int32_t gpsclient_GnssPosition(int32_t op, GpsPositionInfo* pos, int32_t* err) {
+    return fill_record("gpsclient_GnssPosition", op, pos, sizeof *pos, err);
+}
+int32_t gpsclient_WPINFO(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_WPINFO", op, v, err);
+}
+int32_t gpsclient_ZQCUST(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_ZQCUST", op, v, err);
 }
 
 int32_t AT_Cgmr(char* version) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ struct GpsCall {
     std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed
     int32_t length = 0;       // and the length passed with them
     bool err_null = false;    // the error-word pointer was null
+    bool record_zeroed = false;  // calls that fill a record: it was all zero at the call
 };
 
 // How a call answers.
@@ -36,6 +38,8 @@ struct GpsClient {
     std::map<std::string, GpsReply> standing;            // every call of a function
     std::map<std::string, std::deque<GpsReply>> queued;  // answered first, one per call
     GpsClientCallbacks callbacks{};                      // as handed to gpsclient_init
+    // Called with the function's name at every call, before it answers.
+    std::function<void(const std::string& fn)> on_call;
     // AT_Cgmr: its result and the bytes it writes into the 66-byte buffer.
     int32_t cgmr_result = 0;
     std::string cgmr_bytes = std::string("\0\0", 2) + "V1.0.3";
@@ -45,6 +49,14 @@ struct GpsClient {
     void fail(const std::string& fn, int32_t err) { on(fn) = GpsReply{0, err, {}, {}}; }
     void then(const std::string& fn, GpsReply r) { queued[fn].push_back(std::move(r)); }
     void radio(int32_t state) { on("gpsclient_WPCAP").out = {state}; }
+    // Calls that fill a record (gpsclient_svscno_list, gpsclient_NAVQUY,
+    // gpsclient_GnssPosition): the bytes written from its start on success.
+    std::map<std::string, std::vector<uint8_t>> records;
+    template <typename Record>
+    void record(const std::string& fn, const Record& rec) {
+        const auto* p = reinterpret_cast<const uint8_t*>(&rec);
+        records[fn].assign(p, p + sizeof rec);
+    }
 
     size_t count(const std::string& fn) const;
     const GpsCall* last(const std::string& fn) const;
