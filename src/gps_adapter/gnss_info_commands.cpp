@@ -50,6 +50,12 @@ void text_written(AtResponse* pOut) {
     pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer - 1));
 }
 
+// Starts a text built piece by piece.
+void text_start(AtResponse* pOut) {
+    pOut->m_buffer[0] = '\0';
+    pOut->m_length = 0;
+}
+
 // Appends a piece to the text, in the space that remains of m_buffer.
 void append(AtResponse* pOut, const char* piece) {
     const size_t used = pOut->m_length;
@@ -112,6 +118,7 @@ int32_t AT_GPS_GnssCno(AtRequest* pIn, AtResponse* pOut) {
         at_set_error(pOut, kRetClientFailed);
         return TANDREL_FAIL;
     }
+    text_start(pOut);
     const size_t n = list_count(list.count);
     char line[48];
     for (size_t i = 0; i < n; ++i) {
@@ -140,6 +147,7 @@ int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut) {
         at_set_error(pOut, gps_err_retenum(err));
         return TANDREL_OK;
     }
+    text_start(pOut);
     char piece[40];
     new_snprintf_s(piece, sizeof piece, sizeof piece - 1, "\r\n^NAVQUY: %d,%d,", info.lead,
                    info.count);

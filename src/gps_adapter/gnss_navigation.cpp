@@ -21,8 +21,8 @@ constexpr uint32_t glonass_channel(int32_t k) {
 }
 
 // Results of the receiver test that no client error word gives.
-constexpr int32_t kRetNotReady = 19;   // a query before the settings it needs
-constexpr int32_t kRetRange = 20;      // parameter count, measurement out of range
+constexpr int32_t kRetNotReady = 19;  // a query before the settings it needs
+constexpr int32_t kRetRange = 20;     // a measurement past 16 bits
 // A measurement call of the client failed; these calls carry no error word,
 // so the module's own GNSS error number stands for them.
 constexpr int32_t kRetClientFailed = GPS_RET_BAD_VALUE;
