@@ -69,7 +69,7 @@ size_t list_count(int32_t count) {
         return 0;
     }
     return static_cast<size_t>(count) < kMaxListEntries ? static_cast<size_t>(count)
-                                                         : kMaxListEntries;
+                                                        : kMaxListEntries;
 }
 
 // A float printed as an integer, truncated toward zero. Values no int holds
@@ -126,8 +126,8 @@ int32_t AT_GPS_GnssCno(AtRequest* pIn, AtResponse* pOut) {
         if (list.sv[i].cno == 0.0f) {
             continue;
         }
-        new_snprintf_s(line, sizeof line, sizeof line - 1, "\r\n^GNSSCNO: %d,%d\r\n",
-                       list.sv[i].sv, truncate_to_int(list.sv[i].cno));
+        new_snprintf_s(line, sizeof line, sizeof line - 1, "\r\n^GNSSCNO: %d,%d\r\n", list.sv[i].sv,
+                       truncate_to_int(list.sv[i].cno));
         append(pOut, line);
     }
     append(pOut, AT_TEXT_OK);
@@ -191,8 +191,8 @@ int32_t At_GPS_ReadGnssPos(AtRequest* pIn, AtResponse* pOut) {
     } else {
         // The d, d and m after the values are literal letters.
         new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                       "\r\n^GNSSPOS: %lfd, %lfd, %1fm\r\n\r\nOK\r\n", pos.latitude,
-                       pos.longitude, pos.altitude);
+                       "\r\n^GNSSPOS: %lfd, %lfd, %1fm\r\n\r\nOK\r\n", pos.latitude, pos.longitude,
+                       pos.altitude);
     }
     text_written(pOut);
     return TANDREL_OK;

@@ -20,6 +20,15 @@ constexpr uint32_t glonass_channel(int32_t k) {
     return static_cast<uint32_t>(static_cast<int64_t>(kGlonassL1) + k * int64_t{kGlonassStep});
 }
 
+// The GPS carrier, then the GLONASS channels -7 .. +6 in order.
+constexpr std::array<uint32_t, NAV_FREQ_COUNT> nav_freq_table() {
+    std::array<uint32_t, NAV_FREQ_COUNT> t{kGpsL1};
+    for (int32_t k = -7; k <= 6; ++k) {
+        t[static_cast<size_t>(k + 8)] = glonass_channel(k);
+    }
+    return t;
+}
+
 // Results of the receiver test that no client error word gives.
 constexpr int32_t kRetNotReady = 19;  // a query before the settings it needs
 constexpr int32_t kRetRange = 20;     // a measurement past 16 bits
@@ -70,7 +79,7 @@ bool one_value_of_two(const AtRequest* pIn, AtResponse* pOut, uint32_t lo, uint3
 
 // Restores the ^POSEND switch however the measurement ends.
 class PosendOff {
-public:
+  public:
     PosendOff() { g_posendFlag.store(0); }
     ~PosendOff() { g_posendFlag.store(1); }
     PosendOff(const PosendOff&) = delete;
@@ -79,13 +88,7 @@ public:
 
 }  // namespace
 
-const std::array<uint32_t, NAV_FREQ_COUNT> g_NavFreqTable = {
-    kGpsL1,
-    glonass_channel(-7), glonass_channel(-6), glonass_channel(-5), glonass_channel(-4),
-    glonass_channel(-3), glonass_channel(-2), glonass_channel(-1), glonass_channel(0),
-    glonass_channel(1),  glonass_channel(2),  glonass_channel(3),  glonass_channel(4),
-    glonass_channel(5),  glonass_channel(6),
-};
+const std::array<uint32_t, NAV_FREQ_COUNT> g_NavFreqTable = nav_freq_table();
 
 int32_t g_NavType = NAV_TYPE_NONE;
 int32_t g_NavTypeSet = 0;
@@ -151,7 +154,8 @@ int32_t AT_GPS_TestNavType(AtRequest* pIn, AtResponse* pOut) {
     if (null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    at_set_text(pOut, "\r\n^NAVTYPE:2\r\n^NAVTYPE:1,\"GPS\"\r\n^NAVTYPE:2,\"GLONASS\"\r\n\r\nOK\r\n");
+    at_set_text(pOut,
+                "\r\n^NAVTYPE:2\r\n^NAVTYPE:1,\"GPS\"\r\n^NAVTYPE:2,\"GLONASS\"\r\n\r\nOK\r\n");
     return TANDREL_OK;
 }
 

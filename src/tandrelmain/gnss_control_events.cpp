@@ -38,8 +38,7 @@ struct ByteEvent {
     int32_t (*operation)(const uint32_t* value);
 };
 
-constexpr ByteEvent kNiTimer{"nl_gps_set_timeout_process data is NULL\r\n",
-                             GNSS_IOCTRL_Set_Nitime};
+constexpr ByteEvent kNiTimer{"nl_gps_set_timeout_process data is NULL\r\n", GNSS_IOCTRL_Set_Nitime};
 constexpr ByteEvent kNiAllow{"nl_gps_set_niallow_process data is NULL\r\n",
                              GNSS_IOCTRL_SET_Ni_Allowed};
 constexpr ByteEvent kOperateMode{"nl_gps_set_opermode_process data is NULL\r\n",

@@ -20,15 +20,15 @@ struct Event {
     size_t layout;
 };
 constexpr Event kEvents[] = {
-    {58002, 8}, {58003, 1}, {58004, 1}, {58005, 1}, {58006, 3},  {58007, 1}, {58008, 0},
+    {58002, 8}, {58003, 1}, {58004, 1},  {58005, 1},  {58006, 3}, {58007, 1}, {58008, 0},
     {58009, 1}, {58010, 0}, {58011, 25}, {58012, 48}, {58013, 1}, {58015, 1},
 };
 
 constexpr const char* kClientCalls[] = {
-    "gpsclient_WPCAP",    "gpsclient_startFix", "gpsclient_stopFix",
+    "gpsclient_WPCAP",       "gpsclient_startFix",        "gpsclient_stopFix",
     "gpsclient_sessionType", "gpsclient_freqAndInterval", "gpsclient_operateMode",
-    "gpsclient_WNICT",    "gpsclient_SET_NITIMER", "gpsclient_aidingData",
-    "gpsclient_WPURL",    "gpsclient_AGNSSCFG", "gpsclient_portCfg",
+    "gpsclient_WNICT",       "gpsclient_SET_NITIMER",     "gpsclient_aidingData",
+    "gpsclient_WPURL",       "gpsclient_AGNSSCFG",        "gpsclient_portCfg",
 };
 
 }  // namespace

@@ -66,7 +66,8 @@ TEST_F(ControlEvents, EachPayloadBecomesItsOperation) {
         {58004, {0x02}, 0, {}},  // refused by the operation
         {58005, {0x02, 0x04}, 0, {"operateMode 1 5"}},
         {58005, {0x04}, 0, {"operateMode 1 0"}},
-        {58006, {0x01, 0x03, 0x05},
+        {58006,
+         {0x01, 0x03, 0x05},
          0,
          {"sessionType 1 1", "freqAndInterval 2 0 0", "freqAndInterval 1 0 5", "startFix"}},
         {58006, {0x01, 0x01, 0xFF}, 0, {"sessionType 1 0", "startFix"}},
@@ -76,7 +77,9 @@ TEST_F(ControlEvents, EachPayloadBecomesItsOperation) {
         {58007, {0x01}, 0, {}},
         {58008, {}, 0, {"aidingData 1 4"}},
         {58009, {0x02, 0x09}, 0, {"AGNSSCFG 2 0 0 0 0", "AGNSSCFG 1 0 0 2 0"}},
-        {58010, text(std::string("supl.example.net:7275\0junk", 26)), 0,
+        {58010,
+         text(std::string("supl.example.net:7275\0junk", 26)),
+         0,
          {"WPURL 1 \"supl.example.net:7275\" 21"}},
         {58013, {0x01}, 0, {"aidingData 1 5"}},
         {58013, {0x02}, 0, {"aidingData 1 6"}},
@@ -124,14 +127,17 @@ TEST_F(ControlEvents, CapabilityQuerySendsCapAndChipSentences) {
         const char* chip;
     } cases[] = {
         {text("12345678"), "$GPCHP,1234,5678,V1.0.3,*  \r\n"},
-        {text(std::string("12\0\0" "5678", 8)), "$GPCHP,12,5678,V1.0.3,*  \r\n"},
+        {text(std::string("12\0\0"
+                          "5678",
+                          8)),
+         "$GPCHP,12,5678,V1.0.3,*  \r\n"},
     };
     for (const auto& c : cases) {
         P().reset();
         EXPECT_EQ(raise(58002, c.payload), 0);
-        EXPECT_EQ(reports(), (std::vector<Report>{
-                                 {GNSS_PORT, "$GPCAP,0,0,1,4,0,0,1,0,0,0,0,1,1,0,*  \r\n"},
-                                 {GNSS_PORT, c.chip}}));
+        EXPECT_EQ(reports(),
+                  (std::vector<Report>{{GNSS_PORT, "$GPCAP,0,0,1,4,0,0,1,0,0,0,0,1,1,0,*  \r\n"},
+                                       {GNSS_PORT, c.chip}}));
     }
 }
 

@@ -81,9 +81,9 @@ TEST_F(Navigation, TypeAndEnableSets) {
         uint32_t value;
         int32_t ret, retenum;
     } cases[] = {
-        {"^NAVTYPE", 1, 1, 0, 0},  {"^NAVTYPE", 1, 2, 0, 0},   {"^NAVTYPE", 1, 3, -1, 92},
-        {"^NAVTYPE", 1, 0, -1, 92}, {"^NAVTYPE", 0, 1, -1, 20}, {"^NAVTYPE", 2, 1, -1, 20},
-        {"^NAVENABLE", 1, 0, 0, 0}, {"^NAVENABLE", 1, 1, 0, 0}, {"^NAVENABLE", 1, 2, -1, 92},
+        {"^NAVTYPE", 1, 1, 0, 0},     {"^NAVTYPE", 1, 2, 0, 0},     {"^NAVTYPE", 1, 3, -1, 92},
+        {"^NAVTYPE", 1, 0, -1, 92},   {"^NAVTYPE", 0, 1, -1, 20},   {"^NAVTYPE", 2, 1, -1, 20},
+        {"^NAVENABLE", 1, 0, 0, 0},   {"^NAVENABLE", 1, 1, 0, 0},   {"^NAVENABLE", 1, 2, -1, 92},
         {"^NAVENABLE", 0, 1, -1, 20}, {"^NAVENABLE", 2, 1, -1, 20},
     };
     for (const auto& c : cases) {
@@ -227,49 +227,40 @@ TEST_F(Navigation, MeasurementRunsOneFixWithoutPosend) {
     EXPECT_EQ(g_posendFlag.load(), 1);
 }
 
-TEST_F(Navigation, MeasurementMustFitSixteenBits) {
-    const struct {
-        int32_t cn;
-        const char* text;
-    } cases[] = {
-        {3276, "\r\n^NAVRX:32760\r\n\r\nOK\r\n"}, {-3276, "\r\n^NAVRX:-32760\r\n\r\nOK\r\n"},
-        {0, "\r\n^NAVRX:0\r\n\r\nOK\r\n"},        {3277, nullptr},
-        {-3277, nullptr},                          {3300, nullptr},
-        {INT32_MAX, nullptr},                      {INT32_MIN, nullptr},
-    };
-    arm(1, {1575, 420});
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.cn);
-        G().on("gpsclient_qry_cn").out = {c.cn};
-        const Answer a = at_query("^NAVRX");
-        if (c.text != nullptr) {
-            EXPECT_EQ(a.text(), c.text);
-        } else {
-            expect_refused(a, 20);
-        }
-        EXPECT_EQ(g_posendFlag.load(), 1);
-    }
-}
-
-TEST_F(Navigation, AClientFailureEndsTheMeasurementWith92) {
+// The value must fit 16 bits once multiplied by 10; a failed client call,
+// which gives no error word, answers 92. A failed measurement leaves the fix
+// running; ^POSEND is back on whatever happens.
+TEST_F(Navigation, MeasurementOutcomes) {
     const struct {
         const char* fails;
-        std::vector<std::string> calls;
+        int32_t cn;
+        int32_t retenum;
+        const char* text;
+        size_t calls;
     } cases[] = {
-        {"gpsclient_set_type", {"gpsclient_set_type"}},
-        {"gpsclient_startFix", {"gpsclient_set_type", "gpsclient_startFix"}},
-        {"gpsclient_qry_cn", {"gpsclient_set_type", "gpsclient_startFix", "gpsclient_qry_cn"}},
-        {"gpsclient_stopFix",
-         {"gpsclient_set_type", "gpsclient_startFix", "gpsclient_qry_cn", "gpsclient_stopFix"}},
+        {nullptr, 3276, 0, "\r\n^NAVRX:32760\r\n\r\nOK\r\n", 4},
+        {nullptr, -3276, 0, "\r\n^NAVRX:-32760\r\n\r\nOK\r\n", 4},
+        {nullptr, 3277, 20, "", 4},
+        {nullptr, -3277, 20, "", 4},
+        {nullptr, INT32_MAX, 20, "", 4},
+        {"gpsclient_set_type", 45, 92, "", 1},
+        {"gpsclient_startFix", 45, 92, "", 2},
+        {"gpsclient_qry_cn", 45, 92, "", 3},
+        {"gpsclient_stopFix", 45, 92, "", 4},
     };
     arm(1, {1575, 420});
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.fails);
+        SCOPED_TRACE(std::string(c.fails != nullptr ? c.fails : "") + " " + std::to_string(c.cn));
         G().reset();
-        G().on("gpsclient_qry_cn").out = {45};
-        G().fail(c.fails, 283);
-        expect_refused(at_query("^NAVRX"), 92);
-        EXPECT_EQ(G().names(), c.calls);
+        G().on("gpsclient_qry_cn").out = {c.cn};
+        if (c.fails != nullptr) {
+            G().fail(c.fails, 283);
+        }
+        const Answer a = at_query("^NAVRX");
+        EXPECT_EQ(a.ret, c.retenum == 0 ? 0 : -1);
+        EXPECT_EQ(a.rsp.m_retenum, c.retenum);
+        EXPECT_EQ(a.text(), c.text);
+        EXPECT_EQ(G().calls.size(), c.calls);
         EXPECT_EQ(g_posendFlag.load(), 1);
     }
 }
