@@ -144,6 +144,41 @@ int32_t gpsclient_AGNSSCFG(int32_t, GpsAgnssCfg*, int32_t*) {
     return 0;
 }
 
+int32_t gpsclient_TLSCFG(int32_t, GpsTlsCfg*, int32_t*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_TLSCFG\n");
+    return 0;
+}
+
+int32_t gpsclient_ltofeature(int32_t, int32_t*, int32_t*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_ltofeature\n");
+    return 0;
+}
+
+int32_t gpsclient_injRefTimeFeature(int32_t, int32_t*, int32_t*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefTimeFeature\n");
+    return 0;
+}
+
+int32_t gpsclient_xmldata(int32_t, GpsXmlDataChunk*, int32_t*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_xmldata\n");
+    return 0;
+}
+
+int32_t gpsclient_LTOdata(int32_t, GpsLtoDataChunk*, int32_t*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_LTOdata\n");
+    return 0;
+}
+
+int32_t gpsclient_injRefTime(int32_t, GpsRefTimeInfo*, int32_t*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefTime\n");
+    return 0;
+}
+
+int32_t gpsclient_injRefPos(int32_t, GpsRefLocInfo*, int32_t*) {
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefPos\n");
+    return 0;
+}
+
 int32_t gpsclient_SET_NITIMER(int32_t*) {
     TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_SET_NITIMER\n");
     return 0;

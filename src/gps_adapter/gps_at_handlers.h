@@ -50,6 +50,22 @@ int32_t AT_GPS_SetPortCfg(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_ReadPortCfg(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_TestPortCfg(AtRequest* pIn, AtResponse* pOut);
 
+// ^GPSCFGDATA and ^LTODATA set: one chunk of a configuration document
+// (base64) or of LTO aiding data (hexadecimal), checked and handed to the
+// client at once.
+int32_t AT_GPS_SetXmlData(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_SetLtoData(AtRequest* pIn, AtResponse* pOut);
+// ^GNSSINJTIME and ^GNSSINJPOS set: reference time and position injection.
+int32_t AT_GPS_InjRefTime(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_InjRefLocInfo(AtRequest* pIn, AtResponse* pOut);
+// The same injections for the GNSS control events, from plain texts: the
+// 22-character UTC time and an integer uncertainty; latitude and longitude
+// in signed decimal degrees and an accuracy. 0 on success, -1 on failure
+// (traced); nothing is answered.
+int32_t AT_GPS_InjRefTime_ioctl(const char* time_text, const char* uncertainty_text);
+int32_t AT_GPS_InjRefLocInfo_ioctl(const char* latitude, const char* longitude,
+                                   const char* accuracy);
+
 // Navigation receiver test: ^NAVTYPE, ^NAVENABLE, ^NAVFREQ and the ^NAVRX
 // measurement.
 int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut);

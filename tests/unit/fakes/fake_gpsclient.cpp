@@ -89,33 +89,6 @@ int32_t op_call(const char* fn, int32_t op, int32_t* value, int32_t* err) {
     return answer(std::move(c), {value}, err);
 }
 
-// Records a call that fills a record and, on success, writes the reply's
-// bytes into it (at most its size).
-int32_t fill_record(const char* fn, int32_t op, void* rec, size_t size, int32_t* err) {
-    fake::GpsCall c;
-    c.fn = fn;
-    c.op = op;
-    c.err_null = err == nullptr;
-    const auto* p = static_cast<const uint8_t*>(rec);
-    c.record_zeroed = rec != nullptr && std::all_of(p, p + size, [](uint8_t b) { return b == 0; });
-    gps().calls.push_back(std::move(c));
-    if (gps().on_call) {
-        gps().on_call(fn);
-    }
-    const fake::GpsReply r = gps().next(fn);
-    if (r.result == 0) {
-        if (err != nullptr) {
-            *err = r.err;
-        }
-        return 0;
-    }
-    const std::vector<uint8_t>& bytes = gps().records[fn];
-    if (rec != nullptr && !bytes.empty()) {
-        std::memcpy(rec, bytes.data(), std::min(size, bytes.size()));
-    }
-    return r.result;
-}
-
 }  // namespace
 
 extern "C" {
@@ -235,6 +208,61 @@ int32_t gpsclient_send_nitext(const char* text, int32_t length, int32_t* err) {
     return answer(std::move(c), {}, err);
 }
 
+}  // extern "C"
+
+namespace {
+
+// Records a call that passes a record: its bytes at the call, and on success
+// the reply's bytes written over it.
+template <typename Record>
+int32_t record_call(const char* fn, int32_t op, Record* rec, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = fn;
+    c.op = op;
+    if (rec != nullptr) {
+        c.text.assign(reinterpret_cast<const char*>(rec), sizeof(Record));
+    }
+    c.err_null = err == nullptr;
+    gps().calls.push_back(std::move(c));
+    const fake::GpsReply r = gps().next(fn);
+    if (r.result == 0) {
+        if (err != nullptr) {
+            *err = r.err;
+        }
+        return 0;
+    }
+    if (rec != nullptr) {
+        std::memcpy(rec, r.text.data(), std::min(r.text.size(), sizeof(Record)));
+    }
+    return r.result;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t gpsclient_TLSCFG(int32_t op, GpsTlsCfg* cfg, int32_t* err) {
+    return record_call("gpsclient_TLSCFG", op, cfg, err);
+}
+int32_t gpsclient_ltofeature(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_ltofeature", op, v, err);
+}
+int32_t gpsclient_injRefTimeFeature(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_injRefTimeFeature", op, v, err);
+}
+int32_t gpsclient_xmldata(int32_t op, GpsXmlDataChunk* chunk, int32_t* err) {
+    return record_call("gpsclient_xmldata", op, chunk, err);
+}
+int32_t gpsclient_LTOdata(int32_t op, GpsLtoDataChunk* chunk, int32_t* err) {
+    return record_call("gpsclient_LTOdata", op, chunk, err);
+}
+int32_t gpsclient_injRefTime(int32_t op, GpsRefTimeInfo* info, int32_t* err) {
+    return record_call("gpsclient_injRefTime", op, info, err);
+}
+int32_t gpsclient_injRefPos(int32_t op, GpsRefLocInfo* info, int32_t* err) {
+    return record_call("gpsclient_injRefPos", op, info, err);
+}
+
 int32_t gpsclient_set_type(int32_t nav_type, int32_t mhz, int32_t khz, int32_t hz) {
     return answer({"gpsclient_set_type"}, {&nav_type, &mhz, &khz, &hz}, nullptr);
 }
@@ -242,13 +270,13 @@ int32_t gpsclient_qry_cn(int32_t* cn) {
     return answer({"gpsclient_qry_cn"}, {cn}, nullptr);
 }
 int32_t gpsclient_svscno_list(GpsSvCnoList* list) {
-    return fill_record("gpsclient_svscno_list", 0, list, sizeof *list, nullptr);
+    return record_call("gpsclient_svscno_list", 0, list, nullptr);
 }
 int32_t gpsclient_NAVQUY(int32_t op, GpsNavQuyInfo* info, int32_t* err) {
-    return fill_record("gpsclient_NAVQUY", op, info, sizeof *info, err);
+    return record_call("gpsclient_NAVQUY", op, info, err);
 }
 int32_t gpsclient_GnssPosition(int32_t op, GpsPositionInfo* pos, int32_t* err) {
-    return fill_record("gpsclient_GnssPosition", op, pos, sizeof *pos, err);
+    return record_call("gpsclient_GnssPosition", op, pos, err);
 }
 int32_t gpsclient_WPINFO(int32_t op, int32_t* v, int32_t* err) {
     return op_call("gpsclient_WPINFO", op, v, err);

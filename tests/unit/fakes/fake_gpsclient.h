@@ -19,10 +19,11 @@ struct GpsCall {
     int32_t op = 0;           // operation code; 0 for calls without one
     std::vector<int32_t> in;  // the values pointed to at the call (AGNSSCFG: its four words)
     int32_t count = 0;        // gpsclient_freqAndInterval's fifth argument
-    std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed
+    std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed;
+                              // record calls (TLSCFG, chunks, injections, C/N0 list,
+                              // navigation query, position): the record's bytes
     int32_t length = 0;       // and the length passed with them
     bool err_null = false;    // the error-word pointer was null
-    bool record_zeroed = false;  // calls that fill a record: it was all zero at the call
 };
 
 // How a call answers.
@@ -30,7 +31,8 @@ struct GpsReply {
     int32_t result = 1;        // 0 = failure
     int32_t err = 0;           // written to the error word on failure
     std::vector<int32_t> out;  // written to the values on success; empty leaves them
-    std::string text;          // gpsclient_WPURL get: the address written
+    std::string text;          // gpsclient_WPURL get: the address written; record calls: bytes
+                               // written over the record's start on success
 };
 
 struct GpsClient {
@@ -49,13 +51,10 @@ struct GpsClient {
     void fail(const std::string& fn, int32_t err) { on(fn) = GpsReply{0, err, {}, {}}; }
     void then(const std::string& fn, GpsReply r) { queued[fn].push_back(std::move(r)); }
     void radio(int32_t state) { on("gpsclient_WPCAP").out = {state}; }
-    // Calls that fill a record (gpsclient_svscno_list, gpsclient_NAVQUY,
-    // gpsclient_GnssPosition): the bytes written from its start on success.
-    std::map<std::string, std::vector<uint8_t>> records;
+    // A call that passes a record answers with the bytes of rec.
     template <typename Record>
     void record(const std::string& fn, const Record& rec) {
-        const auto* p = reinterpret_cast<const uint8_t*>(&rec);
-        records[fn].assign(p, p + sizeof rec);
+        on(fn).text.assign(reinterpret_cast<const char*>(&rec), sizeof rec);
     }
 
     size_t count(const std::string& fn) const;
