@@ -22,8 +22,7 @@ int32_t hbe_timer_event(uintptr_t code, uintptr_t /*unused*/) {
     return nl_hbeevent_report(static_cast<uint32_t>(code));
 }
 
-// Searched in this order. The reference injections (58011, 58012) keep
-// their rows; their handlers arrive with the injection operations.
+// Searched in this order.
 constexpr EventRow kEventTable[] = {
     {TANDREL_EVT_AT_REQUEST, at_request_event},
     {TANDREL_EVT_HBE_TIMER, hbe_timer_event},
@@ -36,8 +35,8 @@ constexpr EventRow kEventTable[] = {
     {58008, nl_gps_set_gpsresetengine_process},
     {58009, nl_gps_set_agnssver_process},
     {58010, nl_gps_set_suplurl_process},
-    {58011, nullptr},
-    {58012, nullptr},
+    {58011, nl_gps_injtime_process},
+    {58012, nl_gps_injpos_process},
     {58013, nl_gps_clear_agnss_process},
     {58015, nl_gps_set_gnss_radio_process},
 };

@@ -6,6 +6,7 @@
 #include "at_record.h"
 #include "gps_adapter/gnss_control.h"
 #include "gps_adapter/gnss_reports.h"
+#include "gps_adapter/gps_at_handlers.h"
 #include "gpsclient.h"
 #include "osa.h"
 #include "tandrel_trace.h"
@@ -17,6 +18,12 @@ namespace {
 
 constexpr size_t kIdLen = 4;      // vendor and product ids of 58002
 constexpr size_t kValueBuf = 10;  // local buffer of each 4-character id
+
+// 58011: the reference time and its uncertainty, in buffers one longer.
+constexpr size_t kTimeLen = 22;
+constexpr size_t kUncertaintyLen = 3;
+// 58012: latitude, longitude and accuracy, 16 characters each.
+constexpr size_t kPosTextLen = 16;
 
 // A text payload is read at most this far: no event carries more.
 constexpr size_t kMaxTextPayload = FIX_NL_DATA_LENGTH;
@@ -129,6 +136,34 @@ int32_t nl_gps_set_suplurl_process(uintptr_t a1, uintptr_t /*a2*/) {
     }
     const auto* text = reinterpret_cast<const char*>(p);
     IOCTRL_GPS_SetGNSSAddr(text, static_cast<uint16_t>(strnlen(text, kMaxTextPayload)));
+    return TANDREL_OK;
+}
+
+int32_t nl_gps_injtime_process(uintptr_t a1, uintptr_t /*a2*/) {
+    const uint8_t* p = payload_of(a1, kNullParams);
+    if (p == nullptr) {
+        return TANDREL_FAIL;
+    }
+    char time_text[kTimeLen + 1] = {};
+    char uncertainty[kUncertaintyLen + 1] = {};
+    osa_memcpy_s(time_text, sizeof time_text, p, kTimeLen);
+    osa_memcpy_s(uncertainty, sizeof uncertainty, p + kTimeLen, kUncertaintyLen);
+    AT_GPS_InjRefTime_ioctl(time_text, uncertainty);
+    return TANDREL_OK;
+}
+
+int32_t nl_gps_injpos_process(uintptr_t a1, uintptr_t /*a2*/) {
+    const uint8_t* p = payload_of(a1, kNullParams);
+    if (p == nullptr) {
+        return TANDREL_FAIL;
+    }
+    char latitude[kPosTextLen + 1] = {};
+    char longitude[kPosTextLen + 1] = {};
+    char accuracy[kPosTextLen + 1] = {};
+    osa_memcpy_s(latitude, sizeof latitude, p, kPosTextLen);
+    osa_memcpy_s(longitude, sizeof longitude, p + kPosTextLen, kPosTextLen);
+    osa_memcpy_s(accuracy, sizeof accuracy, p + 2 * kPosTextLen, kPosTextLen);
+    AT_GPS_InjRefLocInfo_ioctl(latitude, longitude, accuracy);
     return TANDREL_OK;
 }
 

@@ -16,5 +16,7 @@ int32_t nl_gps_Set_NMEAlogging_process(uintptr_t a1, uintptr_t a2);
 int32_t nl_gps_set_gpsresetengine_process(uintptr_t a1, uintptr_t a2);
 int32_t nl_gps_set_agnssver_process(uintptr_t a1, uintptr_t a2);
 int32_t nl_gps_set_suplurl_process(uintptr_t a1, uintptr_t a2);
+int32_t nl_gps_injtime_process(uintptr_t a1, uintptr_t a2);
+int32_t nl_gps_injpos_process(uintptr_t a1, uintptr_t a2);
 int32_t nl_gps_clear_agnss_process(uintptr_t a1, uintptr_t a2);
 int32_t nl_gps_set_gnss_radio_process(uintptr_t a1, uintptr_t a2);

@@ -157,6 +157,37 @@ TEST_F(ControlEvents, FailuresShowOnlyAsGperr) {
     EXPECT_TRUE(P().traced("nl_gps_set_gpsresetengine_process \r\n"));
 }
 
+template <typename Record>
+Record passed(const char* fn) {
+    Record r{};
+    const fake::GpsCall* c = fake::gps().last(fn);
+    EXPECT_NE(c, nullptr) << fn;
+    if (c != nullptr && c->text.size() == sizeof r) {
+        std::memcpy(&r, c->text.data(), sizeof r);
+    }
+    return r;
+}
+
+// Each text is cut to its width and terminated, whatever follows it.
+TEST_F(ControlEvents, ReferenceInjectionsTakeFixedWidthTexts) {
+    EXPECT_EQ(raise(58011, text("1980-01-06T00:00:01.00"
+                                "123"
+                                "999")),
+              0);
+    const auto t = passed<GpsRefTimeInfo>("gpsclient_injRefTime");
+    EXPECT_EQ(t.time, 1000);
+    EXPECT_EQ(t.uncertainty, 123);
+    EXPECT_EQ(raise(58012, text(std::string("12.5000000000001"
+                                            "-2.5\0\0\0\0\0\0\0\0\0\0\0\0"
+                                            "3.25\0\0\0\0\0\0\0\0\0\0\0\0",
+                                            48))),
+              0);
+    const auto p = passed<GpsRefLocInfo>("gpsclient_injRefPos");
+    EXPECT_EQ(p.latitude, 12.5000000000001);
+    EXPECT_EQ(p.longitude, -2.5);
+    EXPECT_EQ(p.accuracy, 3.25f);
+}
+
 TEST_F(ControlEvents, NullPayloadCallsNothing) {
     const std::pair<uint32_t, const char*> cases[] = {
         {58002, "nl_gps_getcap_process data is NULL\r\n"},
@@ -167,6 +198,8 @@ TEST_F(ControlEvents, NullPayloadCallsNothing) {
         {58007, "nl_gps_Set_NMEAlogging_process data is NULL\r\n"},
         {58009, "null params!\r\n"},
         {58010, "null params!\r\n"},
+        {58011, "null params!\r\n"},
+        {58012, "null params!\r\n"},
         {58013, "null params!\r\n"},
         {58015, "null params!\r\n"},
     };
