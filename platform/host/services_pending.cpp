@@ -45,41 +45,6 @@ int32_t gpsclient_injRefPos(int32_t, GpsRefLocInfo*, int32_t*) {
     return 0;
 }
 
-int32_t gpsclient_set_type(int32_t, int32_t, int32_t, int32_t) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_set_type\n");
-    return 0;
-}
-
-int32_t gpsclient_qry_cn(int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_qry_cn\n");
-    return 0;
-}
-
-int32_t gpsclient_svscno_list(GpsSvCnoList*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_svscno_list\n");
-    return 0;
-}
-
-int32_t gpsclient_NAVQUY(int32_t, GpsNavQuyInfo*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_NAVQUY\n");
-    return 0;
-}
-
-int32_t gpsclient_GnssPosition(int32_t, GpsPositionInfo*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_GnssPosition\n");
-    return 0;
-}
-
-int32_t gpsclient_WPINFO(int32_t, int32_t*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_WPINFO\n");
-    return 0;
-}
-
-int32_t gpsclient_ZQCUST(int32_t, int32_t*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_ZQCUST\n");
-    return 0;
-}
-
 // Audio engines and firmware loader: every call fails.
 int32_t rec_at_util_is_number(const char*) {
     TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: rec_at_util_is_number\n");
