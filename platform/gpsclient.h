@@ -162,3 +162,66 @@ static_assert(offsetof(GpsRefTimeInfo, uncertainty) == 16);
 static_assert(sizeof(GpsRefLocInfo) == 24);
 static_assert(offsetof(GpsRefLocInfo, longitude) == 8);
 static_assert(offsetof(GpsRefLocInfo, accuracy) == 16);
+
+// Navigation receiver test and the satellite, position and information
+// queries.
+extern "C" {
+
+// Carrier-to-noise ratio per satellite in view (at most 32 entries).
+struct GpsSvCno {
+    int32_t sv;   // satellite number
+    float cno;    // carrier-to-noise ratio
+};
+struct GpsSvCnoList {
+    int32_t count;
+    GpsSvCno sv[32];
+};
+
+// The values the navigation query reports: a leading value and count pairs
+// of a number and a value (at most 32).
+struct GpsNavQuyItem {
+    int32_t number;
+    float value;
+};
+struct GpsNavQuyInfo {
+    uint8_t reserved[12];  // the client's own
+    int32_t lead;
+    int32_t count;
+    GpsNavQuyItem item[32];
+};
+
+// The last position: degrees, degrees and metres; all 0.0 when there is none.
+struct GpsPositionInfo {
+    uint8_t reserved[16];  // the client's own
+    double latitude;
+    double longitude;
+    double altitude;
+};
+
+// Receiver test: the navigation system (1 GPS, 2 GLONASS) and the test
+// carrier as MHz, kHz and Hz. No operation code, no error word.
+int32_t gpsclient_set_type(int32_t nav_type, int32_t mhz, int32_t khz, int32_t hz);
+// Carrier-to-noise measurement of the running test fix; blocks until the
+// measurement is taken.
+int32_t gpsclient_qry_cn(int32_t* cn);
+// No operation code, no error word.
+int32_t gpsclient_svscno_list(GpsSvCnoList* list);
+int32_t gpsclient_NAVQUY(int32_t op, GpsNavQuyInfo* info, int32_t* err);
+int32_t gpsclient_GnssPosition(int32_t op, GpsPositionInfo* pos, int32_t* err);
+int32_t gpsclient_WPINFO(int32_t op, int32_t* value, int32_t* err);
+// Customization switch: the operation value (0 or 1).
+int32_t gpsclient_ZQCUST(int32_t op, int32_t* value, int32_t* err);
+}
+
+static_assert(sizeof(GpsSvCnoList) == 260);
+static_assert(offsetof(GpsSvCnoList, sv) == 4);
+static_assert(offsetof(GpsSvCnoList, sv[1].cno) == 16);
+static_assert(sizeof(GpsNavQuyInfo) == 276);
+static_assert(offsetof(GpsNavQuyInfo, lead) == 12);
+static_assert(offsetof(GpsNavQuyInfo, count) == 16);
+static_assert(offsetof(GpsNavQuyInfo, item) == 20);
+static_assert(offsetof(GpsNavQuyInfo, item[1].value) == 32);
+static_assert(sizeof(GpsPositionInfo) == 40);
+static_assert(offsetof(GpsPositionInfo, latitude) == 16);
+static_assert(offsetof(GpsPositionInfo, longitude) == 24);
+static_assert(offsetof(GpsPositionInfo, altitude) == 32);

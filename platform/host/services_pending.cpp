@@ -1,5 +1,6 @@
 // Service calls the host does not simulate yet: each says so and gives a neutral result.
 // A simulated service removes its functions from this file when it lands.
+#include "gpsclient.h"
 #include "module_info.h"
 #include "recorder.h"
 #include "tts.h"
@@ -7,8 +8,6 @@
 #include "tandrel_trace.h"
 
 extern "C" {
-
-
 
 
 // Audio engines and firmware loader: every call fails.

@@ -95,3 +95,28 @@ int32_t AT_GPS_TestLtoFeature(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_SetInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_ReadInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_TestInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
+// Navigation receiver test: ^NAVTYPE, ^NAVENABLE, ^NAVFREQ and the ^NAVRX
+// measurement.
+int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadNavType(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestNavType(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_SetNavEnable(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestNavEnable(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_SetNavFreq(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadNavFreq(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestNavFreq(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadNavRx(AtRequest* pIn, AtResponse* pOut);
+// ^NAVQUY query, ^GNSSCNO set, ^GNSSPOS query, ^WPINFO query.
+int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_GnssCno(AtRequest* pIn, AtResponse* pOut);
+int32_t At_GPS_ReadGnssPos(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadWpinfo(AtRequest* pIn, AtResponse* pOut);
+// ^WPCAP radio state, ^WNICT answer to an NI request, ^ZQCUST customization.
+int32_t AT_GPS_SetWpcap(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadWpcap(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestWpcap(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_SetWnict(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestWnict(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_SetZqcust(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadZqcust(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestZqcust(AtRequest* pIn, AtResponse* pOut);
