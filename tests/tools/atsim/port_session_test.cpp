@@ -1,0 +1,296 @@
+// One port's context: echo, forwarding, answers, held reports, time-outs, silent commands, abort.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "port_session.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using atsim::Answer;
+using atsim::CommandRow;
+
+CommandRow row(const char* name, const char* tmpl, std::array<bool, 4> h,
+               std::array<uint32_t, 4> to, uint32_t err) {
+    CommandRow r;
+    r.name = name;
+    r.handler = h;
+    r.timeout_ms = to;
+    r.err_code = err;
+    if (tmpl != nullptr) {
+        r.params_text = tmpl;
+        r.params = atsim::parse_template(tmpl, nullptr);
+    }
+    return r;
+}
+
+struct FakeHost : atsim::SessionHost {
+    FakeHost() {
+        reg.rows = {
+            row("^WPDGL", "(0-3)", {true, true, true, false}, {30000, 30000, 30000, 0}, 92),
+            row("^IPOPEN", nullptr, {true, true, true, true}, {100000000, 30000, 30000, 20000}, 10),
+            row("^NLGPSOPT", "(0-1)", {true, true, true, false}, {30000, 30000, 30000, 0}, 92),
+            row("^FWLOAD", nullptr, {true, false, false, false}, {100000000, 0, 0, 0}, 10),
+            row("^NAVENABLE", "(0-255)", {true, false, true, false}, {30000, 0, 30000, 0}, 92),
+        };
+    }
+    const atsim::Registration* registration() const override { return registered ? &reg : nullptr; }
+    uint32_t send_request(AtRequest& req) override {
+        if (fail_send) {
+            return 0;
+        }
+        req.m_magic = next++;
+        sent.push_back(req);
+        return req.m_magic;
+    }
+    void write(std::string_view b) override { out.append(b); }
+    void line_done() override { ++done; }
+    void log(const std::string& m) override { logs.push_back(m); }
+
+    atsim::Registration reg;
+    bool registered = true;
+    bool fail_send = false;
+    uint32_t next = 100;
+    std::vector<AtRequest> sent;
+    std::string out;
+    int done = 0;
+    std::vector<std::string> logs;
+};
+
+Answer answer(uint32_t magic, std::string text, int32_t ret = 0, uint32_t port = 0,
+              uint32_t id = 0) {
+    Answer a;
+    a.magic = magic;
+    a.uindex = port;
+    a.id = id;
+    a.retenum = ret;
+    a.text = std::move(text);
+    a.length = static_cast<uint32_t>(a.text.size());
+    return a;
+}
+
+class Session : public ::testing::Test {
+protected:
+    explicit Session(bool echo = false) {
+        cfg.echo = echo;
+        cfg.timeout_scale = 0.001;  // 30000 ms -> 30 ms
+        cfg.handover_wait = 50ms;
+    }
+    atsim::PortSession& s() {
+        if (!session) {
+            session = std::make_unique<atsim::PortSession>(0, host, cfg);
+        }
+        return *session;
+    }
+    void type(const std::string& bytes) { s().on_input(bytes, t0); }
+    std::string take() {
+        std::string o;
+        o.swap(host.out);
+        return o;
+    }
+
+    FakeHost host;
+    atsim::SessionConfig cfg;
+    std::unique_ptr<atsim::PortSession> session;
+    const atsim::TimePoint t0 = atsim::TimePoint{} + 1h;
+};
+
+class EchoSession : public Session {
+protected:
+    EchoSession() : Session(true) {}
+};
+
+TEST_F(EchoSession, EchoesWhatIsTypedAndAnswersTheBasicCommands) {
+    type("AT\r");
+    EXPECT_EQ(take(), "AT\r\r\nOK\r\n");
+    type("A");
+    type("T");
+    type("X\x7f");
+    type("\r\n");  // CR LF ends one line: one answer, one done
+    EXPECT_EQ(take(), "ATX\b \b\r\r\nOK\r\n");
+    EXPECT_EQ(host.done, 2);
+    type("ATE0\r");
+    EXPECT_EQ(take(), "ATE0\r\r\nOK\r\n");
+    EXPECT_FALSE(s().echo());
+    type("AT\r");
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+    type("ate1\r");
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+    EXPECT_TRUE(s().echo());
+    type("\r");  // an empty line is ignored but still ends
+    EXPECT_EQ(take(), "\r");
+    EXPECT_EQ(host.done, 6);
+    EXPECT_TRUE(host.sent.empty());
+}
+
+TEST_F(Session, ForwardsACommandAndWritesItsAnswer) {
+    type("AT^wpdgl=2\r");
+    ASSERT_EQ(host.sent.size(), 1u);
+    const AtRequest& r = host.sent[0];
+    EXPECT_STREQ(r.m_atcmd, "^WPDGL");
+    EXPECT_EQ(r.m_type, NL_TYPE_SET);
+    EXPECT_EQ(r.m_para_list[0].ulParaValue, 2u);
+    EXPECT_TRUE(s().busy());
+    EXPECT_EQ(host.done, 0);
+    EXPECT_FALSE(s().on_answer(answer(99, "\r\nOK\r\n")));
+    EXPECT_TRUE(s().on_answer(answer(100, "\r\nOK\r\n")));
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+    EXPECT_EQ(host.done, 1);
+    EXPECT_FALSE(s().busy());
+
+    type("AT^WPDGL?\r");
+    EXPECT_EQ(host.sent.back().m_type, NL_TYPE_QUERY);
+    EXPECT_TRUE(s().on_answer(answer(101, "", 92)));
+    EXPECT_EQ(take(), "\r\n+CME ERROR: 92\r\n");
+}
+
+TEST_F(Session, RefusedLinesNeverReachTheDaemon) {
+    const char* lines[] = {"AT^WPDGL=4\r", "AT^WPDGL=\"1\"\r", "AT^NOSUCH?\r", "AT^WPDGL=1,2\r",
+                           "ATZ\r",        "AT^IPOPEN=\"a\r", "AT^NLGPSOPT=2\r", "hello\r"};
+    for (const char* l : lines) {
+        type(l);
+        EXPECT_EQ(take(), "\r\nERROR\r\n") << l;
+    }
+    type(std::string(atsim::kMaxLineLength + 1, 'A') + "\r");
+    EXPECT_EQ(take(), "\r\nERROR\r\n");
+    EXPECT_TRUE(host.sent.empty());
+    EXPECT_EQ(host.done, 9);
+    EXPECT_EQ(host.logs.size(), 9u);  // each refusal says why
+}
+
+TEST_F(Session, NothingRegisteredOrNothingSentIsAnError) {
+    host.registered = false;
+    type("AT^WPDGL?\r");
+    EXPECT_EQ(take(), "\r\nERROR\r\n");
+    host.registered = true;
+    host.fail_send = true;
+    type("AT^WPDGL?\r");
+    EXPECT_EQ(take(), "\r\nERROR\r\n");
+    EXPECT_FALSE(s().busy());
+    type("AT\r");
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+}
+
+TEST_F(Session, ReportsWaitUntilTheRunningCommandIsAnswered) {
+    s().on_report(answer(0, "\r\n^POSEND: 1\r\n", 0, 0, 20));
+    EXPECT_EQ(take(), "\r\n^POSEND: 1\r\n");
+    type("AT^WPDGL?\r");
+    s().on_report(answer(0, "\r\n^IPSTATE: 1,0,0\r\n", 0, 0, 50));
+    s().on_report(answer(0, "", 3, 0, atsim::kLateFinalResult));  // late final result, failed
+    EXPECT_EQ(take(), "");
+    EXPECT_TRUE(s().on_answer(answer(100, "\r\n^WPDGL: 1\r\n\r\nOK\r\n")));
+    EXPECT_EQ(take(), "\r\n^WPDGL: 1\r\n\r\nOK\r\n\r\n^IPSTATE: 1,0,0\r\n\r\n+CME ERROR: 3\r\n");
+    EXPECT_EQ(host.done, 1);
+    s().on_report(answer(0, "\r\nOK\r\n", 0, 0, atsim::kLateFinalResult));
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+}
+
+TEST_F(Session, HeldReportsAreBounded) {
+    cfg.max_held_bytes = 10;
+    type("AT^WPDGL?\r");
+    s().on_report(answer(0, "123456"));
+    s().on_report(answer(0, "789012"));  // would pass the bound: dropped and logged
+    s().on_report(answer(0, "3456"));
+    ASSERT_TRUE(s().on_answer(answer(100, "A")));
+    EXPECT_EQ(take(), "A1234563456");
+    EXPECT_EQ(host.logs.size(), 1u);
+}
+
+TEST_F(Session, TimeOutAnswersTheModuleErrorAndTheLateAnswerIsIgnored) {
+    type("AT^WPDGL?\r");
+    ASSERT_EQ(s().deadline(), t0 + 30ms);
+    s().on_tick(t0 + 29ms);
+    EXPECT_TRUE(s().busy());
+    s().on_tick(t0 + 30ms);
+    EXPECT_EQ(take(), "\r\n+CME ERROR: 92\r\n");
+    EXPECT_EQ(host.done, 1);
+    EXPECT_FALSE(s().on_answer(answer(100, "\r\nOK\r\n")));
+    EXPECT_EQ(take(), "");
+    // An operation whose table time-out is 0 gets the default.
+    type("AT^NAVENABLE?\r");
+    EXPECT_EQ(s().deadline(), t0 + 30ms);
+}
+
+TEST_F(Session, SilentCommandsEndWithoutAnAnswerFromTheDaemon) {
+    type("AT^nlgpsopt=1\r");
+    EXPECT_EQ(host.sent.size(), 1u);
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+    EXPECT_FALSE(s().busy());
+    EXPECT_EQ(host.done, 1);
+
+    // ^FWLOAD: a refusal is answered; silence means the port was handed over.
+    type("AT^FWLOAD=1\r");
+    EXPECT_EQ(s().deadline(), t0 + 50ms);
+    ASSERT_TRUE(s().on_answer(answer(101, "", 10)));
+    EXPECT_EQ(take(), "\r\n+CME ERROR: 10\r\n");
+    type("AT^FWLOAD=0\r");
+    s().on_tick(t0 + 50ms);
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+    EXPECT_EQ(host.done, 3);
+    // A query of ^FWLOAD waits for its answer like any command.
+    type("AT^FWLOAD?\r");
+    EXPECT_EQ(s().deadline(), t0 + 30ms);
+}
+
+TEST_F(Session, KeystrokeAbortsACommandThatHasAnAbortHandler) {
+    type("AT^IPOPEN=1,\"TCP\"\r\n");  // the LF of CR LF is no keystroke
+    ASSERT_EQ(host.sent.size(), 1u);
+    type("x");
+    ASSERT_EQ(host.sent.size(), 2u);
+    const AtRequest& abort = host.sent[1];
+    EXPECT_EQ(abort.m_type, NL_TYPE_ABORT);
+    EXPECT_STREQ(abort.m_atcmd, "^IPOPEN");
+    EXPECT_EQ(abort.m_magic, 101u);
+    EXPECT_EQ(abort.m_para_count, 0u);
+    EXPECT_EQ(s().deadline(), t0 + 20ms);  // the abort's own time-out
+    type("yz\r");
+    EXPECT_EQ(host.sent.size(), 2u);  // one abort only
+    EXPECT_EQ(take(), "");            // keystrokes of a running command are not echoed
+
+    // The first of the two answers ends the command; the other is ignored.
+    ASSERT_TRUE(s().on_answer(answer(101, "\r\nOK\r\n")));
+    EXPECT_FALSE(s().on_answer(answer(100, "\r\n+CME ERROR: 3\r\n")));
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+    EXPECT_EQ(host.done, 1);
+
+    type("AT^IPOPEN=1\r");
+    type("x");
+    ASSERT_TRUE(s().on_answer(answer(102, "\r\nCONNECT\r\n")));
+    EXPECT_FALSE(s().awaits(103));
+    EXPECT_EQ(take(), "\r\nCONNECT\r\n");
+}
+
+TEST_F(Session, KeystrokeDuringACommandWithoutAbortHandlerIsDropped) {
+    type("AT^WPDGL?\r");
+    type("AT\r");
+    EXPECT_EQ(host.sent.size(), 1u);
+    EXPECT_EQ(take(), "");
+    ASSERT_TRUE(s().on_answer(answer(100, "\r\nOK\r\n")));
+    EXPECT_EQ(take(), "\r\nOK\r\n");
+    EXPECT_EQ(host.done, 1);
+}
+
+TEST_F(EchoSession, SurvivesArbitraryTerminalInputAndAnswers) {
+    std::mt19937 rng(20240611);
+    std::uniform_int_distribution<int> byte(0, 255);
+    std::uniform_int_distribution<int> pick(0, 15);
+    const std::string alphabet = "AT^wpdglIPOPENnlgps=?,\"\r\n\b\x7f" "0123";
+    for (int i = 0; i < 200000; ++i) {
+        const char c = pick(rng) < 12 ? alphabet[static_cast<size_t>(byte(rng)) % alphabet.size()]
+                                      : static_cast<char>(byte(rng));
+        s().on_input(std::string_view(&c, 1), t0 + std::chrono::milliseconds(i));
+        if (pick(rng) == 0 && !host.sent.empty()) {
+            s().on_answer(answer(host.sent.back().m_magic, "\r\nOK\r\n"));
+        }
+        s().on_tick(t0 + std::chrono::milliseconds(i));
+        if (host.out.size() > 1 << 20) {
+            host.out.clear();
+        }
+    }
+    SUCCEED();
+}
+
+}  // namespace

@@ -1,0 +1,195 @@
+// The registration check and the datagrams exchanged with the daemon.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "registration.h"
+#include "wire.h"
+
+namespace {
+
+struct Row {
+    std::string name;
+    const char* tmpl;
+    uint32_t handlers[4];
+    uint32_t timeouts[4];
+};
+
+void put32(std::vector<uint8_t>& b, size_t off, uint32_t v) {
+    for (size_t i = 0; i < 4; ++i) {
+        b[off + i] = static_cast<uint8_t>(v >> (8 * i));
+    }
+}
+
+// A registration laid out as the daemon sends it: header, packed records,
+// zero fill up to 10240 bytes of table space.
+std::vector<uint8_t> message(const std::vector<Row>& rows, uint32_t pid = 4242) {
+    std::vector<uint8_t> t;
+    for (const Row& r : rows) {
+        const size_t base = t.size();
+        const uint32_t name_len = static_cast<uint32_t>(r.name.size() + 1);
+        const uint32_t param_len = r.tmpl != nullptr ? static_cast<uint32_t>(strlen(r.tmpl) + 1) : 0;
+        t.resize(base + 54 + name_len + param_len, 0);
+        for (int op = 0; op < 4; ++op) {
+            put32(t, base + 4 + 8 * static_cast<size_t>(op), r.handlers[op]);
+            put32(t, base + 8 + 8 * static_cast<size_t>(op), r.timeouts[op]);
+        }
+        put32(t, base + 36, 92);
+        put32(t, base + 40, 3);
+        put32(t, base + 44, name_len);
+        std::memcpy(&t[base + 48], r.name.c_str(), name_len);
+        put32(t, base + 49 + name_len, param_len);
+        if (param_len != 0) {
+            std::memcpy(&t[base + 53 + name_len], r.tmpl, param_len);
+        }
+    }
+    const size_t space = std::max<size_t>(t.size(), 10240);
+    std::vector<uint8_t> m(28 + space, 0);
+    put32(m, 0, static_cast<uint32_t>(m.size()));
+    m[4] = 3;
+    put32(m, 12, pid);
+    put32(m, 16, 1);
+    put32(m, 24, static_cast<uint32_t>(t.size()));
+    std::copy(t.begin(), t.end(), m.begin() + 28);
+    return m;
+}
+
+const std::vector<Row> kRows = {
+    {"^WPDGL", "(0-3)", {1, 1, 1, 0}, {30000, 30000, 30000, 0}},
+    {"^IPOPEN", nullptr, {7, 7, 7, 9}, {100000000, 30000, 30000, 30000}},
+};
+
+TEST(Registration, ParsesRecordsWithHandlersTimeoutsAndTemplates) {
+    const std::vector<uint8_t> m = message(kRows);
+    std::string why;
+    const auto reg = atsim::parse_registration(m, {2, 54 * 2 + 7 + 6 + 8}, &why);
+    ASSERT_TRUE(reg) << why;
+    EXPECT_EQ(reg->sender_pid, 4242u);
+    ASSERT_EQ(reg->rows.size(), 2u);
+    const atsim::CommandRow& gl = reg->rows[0];
+    EXPECT_EQ(gl.name, "^WPDGL");
+    EXPECT_EQ(gl.handler, (std::array<bool, 4>{true, true, true, false}));
+    EXPECT_EQ(gl.err_code, 92u);
+    ASSERT_TRUE(gl.params);
+    EXPECT_EQ(gl.params_text, "(0-3)");
+    const atsim::CommandRow* ip = reg->find("^ipopen");
+    ASSERT_NE(ip, nullptr);
+    EXPECT_FALSE(ip->params);
+    EXPECT_TRUE(ip->handler[3]);
+    EXPECT_EQ(ip->timeout_ms[0], 100000000u);
+    EXPECT_EQ(reg->find("^IPOPE"), nullptr);
+}
+
+TEST(Registration, RefusesMalformedMessages) {
+    struct Case {
+        const char* what;
+        std::function<void(std::vector<uint8_t>&)> spoil;
+        atsim::RegistrationRules rules;
+    } const cases[] = {
+        {"wrong message type", [](auto& m) { m[4] = 2; }, {}},
+        {"device id 2", [](auto& m) { put32(m, 16, 2); }, {}},
+        {"nlmsg_len differs from what arrived", [](auto& m) { put32(m, 0, 10267); }, {}},
+        {"truncated message", [](auto& m) { m.resize(m.size() - 1); put32(m, 0, static_cast<uint32_t>(m.size())); }, {}},
+        {"table length not the expected one", [](auto&) {}, {std::nullopt, 5313}},
+        {"record count not the expected one", [](auto&) {}, {81, std::nullopt}},
+        {"table length cuts a record", [](auto& m) { put32(m, 24, 100); }, {}},
+        {"table length past the records", [](auto& m) { put32(m, 24, 200); }, {}},
+        {"index word not 0", [](auto& m) { put32(m, 28, 1); }, {}},
+        {"name length 0", [](auto& m) { put32(m, 28 + 44, 0); }, {}},
+        {"name length past the table", [](auto& m) { put32(m, 28 + 44, 5000); }, {}},
+        {"name without its NUL", [](auto& m) { m[28 + 48 + 6] = 'X'; }, {}},
+        {"name without ^", [](auto& m) { m[28 + 48] = 'W'; }, {}},
+        {"byte after the name", [](auto& m) { m[28 + 48 + 7] = 1; }, {}},
+        {"template length past the table", [](auto& m) { put32(m, 28 + 56, 0x10000); }, {}},
+        {"template that does not parse", [](auto& m) { m[28 + 60 + 1] = 'x'; }, {}},
+        {"template without its NUL", [](auto& m) { m[28 + 60 + 5] = ')'; }, {}},
+        {"byte after the template", [](auto& m) { m[28 + 60 + 6] = 1; }, {}},
+        {"non-zero fill", [](auto& m) { m.back() = 1; }, {}},
+        {"header only", [](auto& m) { m.resize(27); }, {}},
+    };
+    for (const Case& c : cases) {
+        std::vector<uint8_t> m = message(kRows);
+        c.spoil(m);
+        std::string why;
+        EXPECT_FALSE(atsim::parse_registration(m, c.rules, &why)) << c.what;
+        EXPECT_FALSE(why.empty()) << c.what;
+    }
+}
+
+TEST(Registration, RefusesNamesRegisteredTwiceIgnoringCase) {
+    std::vector<Row> rows = kRows;
+    rows.push_back({"^WpDgL", nullptr, {1, 0, 0, 0}, {0, 0, 0, 0}});
+    std::string why;
+    EXPECT_FALSE(atsim::parse_registration(message(rows), {}, &why));
+    EXPECT_NE(why.find("twice"), std::string::npos) << why;
+}
+
+TEST(Wire, RequestDatagramCarriesTheDriverAddressAndTheWholeRecord) {
+    AtRequest req{};
+    req.m_uindex = 55;
+    req.m_magic = 0xA1B2C3D4;
+    std::strcpy(req.m_atcmd, "^WPDGL");
+    const std::vector<uint8_t> d = atsim::request_datagram(req, 0x7ADD0001, 9);
+    ASSERT_EQ(d.size(), 16u + 12u + sizeof(AtRequest));
+    EXPECT_EQ(atsim::le32(d, 0), d.size());
+    EXPECT_EQ(atsim::le32(d, 8), 9u);
+    EXPECT_EQ(atsim::le32(d, 12), 0x7ADD0001u);
+    EXPECT_EQ(atsim::le32(d, 16), 1u);
+    EXPECT_EQ(atsim::le32(d, 20), 0u);
+    EXPECT_EQ(atsim::le32(d, 24), 9740u);
+    EXPECT_EQ(atsim::le32(d, 28), 55u);
+    EXPECT_EQ(atsim::le32(d, 32), 0xA1B2C3D4u);
+    EXPECT_EQ(std::memcmp(&d[28 + 13], "^WPDGL", 7), 0);
+}
+
+std::vector<uint8_t> answer(uint32_t magic, int32_t ret, const std::string& text,
+                            uint32_t m_length, size_t text_bytes_sent) {
+    std::vector<uint8_t> d(16 + 24 + text_bytes_sent, 0);
+    put32(d, 20, magic);
+    put32(d, 28, 0xFFFFFFFF);
+    put32(d, 32, static_cast<uint32_t>(ret));
+    put32(d, 36, m_length);
+    std::memcpy(&d[40], text.data(), std::min(text.size(), text_bytes_sent));
+    return d;
+}
+
+TEST(Wire, DecodesAnswersAndNeverReadsPastTheDatagram) {
+    std::string why;
+    const std::string binary("\r\n^IPDATA: 1,3,a\0b\r\n", 18);
+    auto a = atsim::decode_answer(answer(7, 0, binary, 18, 19), &why);
+    ASSERT_TRUE(a) << why;
+    EXPECT_EQ(a->magic, 7u);
+    EXPECT_EQ(a->id, atsim::kLateFinalResult);
+    EXPECT_EQ(a->text, binary);  // NUL bytes inside the text are kept
+    EXPECT_FALSE(a->cut);
+    EXPECT_EQ(atsim::render(*a), binary);
+
+    // m_length past the datagram: the text is what arrived less the record's final NUL.
+    a = atsim::decode_answer(answer(7, 0, "\r\nOK\r\n", 5000, 7), &why);
+    ASSERT_TRUE(a);
+    EXPECT_TRUE(a->cut);
+    EXPECT_EQ(a->text, "\r\nOK\r\n");
+    a = atsim::decode_answer(answer(7, 0, "\r\nOK\r\n", 6, 6), &why);  // NUL missing
+    ASSERT_TRUE(a);
+    EXPECT_TRUE(a->cut);
+    EXPECT_EQ(a->text, "\r\nOK\r");
+
+    a = atsim::decode_answer(answer(7, 0, "", 0xFFFFFFFF, 0), &why);
+    ASSERT_TRUE(a);
+    EXPECT_TRUE(a->cut);
+    EXPECT_EQ(a->text, "");
+
+    a = atsim::decode_answer(answer(7, 20, "", 0, 1), &why);
+    ASSERT_TRUE(a);
+    EXPECT_EQ(atsim::render(*a), "\r\n+CME ERROR: 20\r\n");
+    a = atsim::decode_answer(answer(7, -3, "ignored", 7, 8), &why);
+    ASSERT_TRUE(a);
+    EXPECT_EQ(atsim::render(*a), "\r\n+CME ERROR: -3\r\n");
+
+    EXPECT_FALSE(atsim::decode_answer(std::vector<uint8_t>(39, 0), &why));
+}
+
+}  // namespace

@@ -1,0 +1,356 @@
+// The driver process end to end: a terminal program on a PTY port, a daemon peer on netlink.
+#include <fcntl.h>
+#include <ftw.h>
+#include <linux/netlink.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fake_platform.h"
+#include "registration_bytes.h"
+#include "tandrel_core.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+void put32(std::vector<uint8_t>& b, size_t off, uint32_t v) {
+    for (size_t i = 0; i < 4; ++i) {
+        b[off + i] = static_cast<uint8_t>(v >> (8 * i));
+    }
+}
+
+uint32_t get32(const std::vector<uint8_t>& b, size_t off) {
+    uint32_t v = 0;
+    std::memcpy(&v, &b[off], 4);
+    return v;
+}
+
+struct Received {
+    std::vector<uint8_t> datagram;
+    uint32_t from = 0;
+    AtRequest req{};
+};
+
+class DriverProcess : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char tmpl[] = "/tmp/atsim-test.XXXXXX";
+        ASSERT_NE(mkdtemp(tmpl), nullptr);
+        dir_ = tmpl;
+        driver_id_ = 0x7B000000u + static_cast<uint32_t>(getpid());
+        peer_ = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
+        ASSERT_GE(peer_, 0);
+        sockaddr_nl me{};
+        me.nl_family = AF_NETLINK;
+        me.nl_pid = static_cast<uint32_t>(getpid());
+        ASSERT_EQ(bind(peer_, reinterpret_cast<sockaddr*>(&me), sizeof me), 0) << strerror(errno);
+        peer_id_ = me.nl_pid;
+    }
+
+    void TearDown() override {
+        for (int fd : terminals_) {
+            close(fd);
+        }
+        if (pid_ > 0 && !exited_) {
+            kill(pid_, SIGTERM);
+            int st = 0;
+            waitpid(pid_, &st, 0);
+            EXPECT_TRUE(WIFEXITED(st) && WEXITSTATUS(st) == 0) << "driver did not stop cleanly";
+        }
+        for (const char* name : {"pcui", "nmea", "port5"}) {
+            EXPECT_NE(access((dir_ + "/" + name).c_str(), F_OK), 0) << name << " link left behind";
+        }
+        close(peer_);
+        close(status_);
+        nftw(dir_.c_str(), [](const char* p, const struct stat*, int, FTW*) { return remove(p); },
+             8, FTW_DEPTH | FTW_PHYS);
+    }
+
+    void start(const std::vector<std::string>& extra = {}) {
+        int st[2];
+        ASSERT_EQ(pipe2(st, O_CLOEXEC), 0);
+        const std::string log = dir_ + "/atsim.log";
+        const std::string id = std::to_string(driver_id_);
+        pid_ = fork();
+        ASSERT_GE(pid_, 0);
+        if (pid_ == 0) {
+            prctl(PR_SET_PDEATHSIG, SIGKILL);
+            const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(fd, 2);
+            dup2(st[1], 3);
+            setenv("TANDREL_NL_DRIVER_PID", id.c_str(), 1);
+            std::vector<std::string> args = {TANDREL_ATSIM_EXE, "--run-dir", dir_, "--status-fd", "3"};
+            args.insert(args.end(), extra.begin(), extra.end());
+            std::vector<char*> argv;
+            for (auto& a : args) {
+                argv.push_back(a.data());
+            }
+            argv.push_back(nullptr);
+            execv(argv[0], argv.data());
+            _exit(127);
+        }
+        close(st[1]);
+        status_ = st[0];
+        ASSERT_EQ(status_line(), "ports");
+    }
+
+    std::string status_line(std::chrono::milliseconds wait = 10s) {
+        std::string line;
+        char c = 0;
+        while (true) {
+            pollfd p{status_, POLLIN, 0};
+            if (poll(&p, 1, static_cast<int>(wait.count())) <= 0 || read(status_, &c, 1) != 1) {
+                return "<none>";
+            }
+            if (c == '\n') {
+                return line;
+            }
+            line.push_back(c);
+        }
+    }
+
+    void send_to_driver(const std::vector<uint8_t>& msg, int fd = -1) {
+        sockaddr_nl to{};
+        to.nl_family = AF_NETLINK;
+        to.nl_pid = driver_id_;
+        ASSERT_GE(sendto(fd < 0 ? peer_ : fd, msg.data(), msg.size(), 0,
+                         reinterpret_cast<sockaddr*>(&to), sizeof to),
+                  0)
+            << strerror(errno);
+    }
+
+    void register_table() {
+        send_to_driver(standin::registration_message(peer_id_));
+        ASSERT_EQ(status_line(), "registered " + std::to_string(peer_id_));
+    }
+
+    std::optional<Received> next_request(std::chrono::milliseconds wait = 5s) {
+        pollfd p{peer_, POLLIN, 0};
+        if (poll(&p, 1, static_cast<int>(wait.count())) <= 0) {
+            return std::nullopt;
+        }
+        Received r;
+        r.datagram.resize(65536);
+        sockaddr_nl from{};
+        socklen_t len = sizeof from;
+        const ssize_t n = recvfrom(peer_, r.datagram.data(), r.datagram.size(), 0,
+                                   reinterpret_cast<sockaddr*>(&from), &len);
+        if (n < 28) {
+            return std::nullopt;
+        }
+        r.datagram.resize(static_cast<size_t>(n));
+        r.from = from.nl_pid;
+        std::memcpy(&r.req, &r.datagram[28], std::min(sizeof r.req, r.datagram.size() - 28));
+        return r;
+    }
+
+    // An AtResponse datagram: header, m_length bytes of text and a NUL,
+    // unless the test sends fewer text bytes than m_length announces.
+    std::vector<uint8_t> response(uint32_t port, uint32_t magic, int32_t ret, const std::string& text,
+                                  uint32_t id = 0, std::optional<uint32_t> m_length = {}) {
+        std::vector<uint8_t> d(16 + 24 + text.size() + 1, 0);
+        put32(d, 0, static_cast<uint32_t>(d.size()));
+        put32(d, 12, peer_id_);
+        put32(d, 16, port);
+        put32(d, 20, magic);
+        put32(d, 28, id);
+        put32(d, 32, static_cast<uint32_t>(ret));
+        put32(d, 36, m_length.value_or(static_cast<uint32_t>(text.size())));
+        std::memcpy(&d[40], text.data(), text.size());
+        return d;
+    }
+
+    // Answers a request the way the daemon does: through its dispatch.
+    void dispatch(const Received& r) {
+        fake::platform().reset();
+        nl_syswatch_event_report(get32(r.datagram, 24), &r.datagram[28]);
+        for (const fake::Sent& s : fake::platform().sent) {
+            std::vector<uint8_t> d(16, 0);
+            put32(d, 0, static_cast<uint32_t>(16 + s.bytes.size()));
+            put32(d, 12, peer_id_);
+            d.insert(d.end(), s.bytes.begin(), s.bytes.end());
+            send_to_driver(d);
+        }
+    }
+
+    int terminal(const char* name) {
+        const int fd = open((dir_ + "/" + name).c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        EXPECT_GE(fd, 0) << name << ": " << strerror(errno);
+        termios t{};
+        tcgetattr(fd, &t);
+        cfmakeraw(&t);
+        tcsetattr(fd, TCSANOW, &t);
+        terminals_.push_back(fd);
+        return fd;
+    }
+
+    // As a person types: one character per write.
+    static void type(int fd, const std::string& s) {
+        for (char c : s) {
+            ASSERT_EQ(write(fd, &c, 1), 1);
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+
+    // What the terminal receives until n bytes have come or the wait is over.
+    static std::string read_n(int fd, size_t n, std::chrono::milliseconds wait = 5s) {
+        std::string got;
+        const auto until = std::chrono::steady_clock::now() + wait;
+        char buf[512];
+        while (got.size() < n) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                until - std::chrono::steady_clock::now());
+            pollfd p{fd, POLLIN, 0};
+            if (left.count() <= 0 || poll(&p, 1, static_cast<int>(left.count())) <= 0) {
+                break;
+            }
+            const ssize_t r = read(fd, buf, sizeof buf);
+            if (r <= 0) {
+                break;
+            }
+            got.append(buf, static_cast<size_t>(r));
+        }
+        return got;
+    }
+    static std::string read_expect(int fd, const std::string& expected) {
+        return read_n(fd, expected.size());
+    }
+
+    std::string log() {
+        std::ifstream f(dir_ + "/atsim.log");
+        std::stringstream s;
+        s << f.rdbuf();
+        return s.str();
+    }
+
+    int wait_exit(std::chrono::milliseconds wait = 5s) {
+        const auto until = std::chrono::steady_clock::now() + wait;
+        int st = 0;
+        while (std::chrono::steady_clock::now() < until) {
+            if (waitpid(pid_, &st, WNOHANG) == pid_) {
+                exited_ = true;
+                return WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
+            }
+            std::this_thread::sleep_for(10ms);
+        }
+        return -1;
+    }
+
+    std::string dir_;
+    uint32_t driver_id_ = 0;
+    uint32_t peer_id_ = 0;
+    int peer_ = -1;
+    int status_ = -1;
+    pid_t pid_ = -1;
+    bool exited_ = false;
+    std::vector<int> terminals_;
+};
+
+TEST_F(DriverProcess, TerminalLineBecomesARequestAndItsAnswerComesBack) {
+    start();
+    register_table();
+    const int pcui = terminal("pcui");
+    type(pcui, "AT^WPQOS?\r");
+    const auto r = next_request();
+    ASSERT_TRUE(r);
+    EXPECT_EQ(r->from, driver_id_);
+    EXPECT_EQ(r->datagram.size(), 28u + sizeof(AtRequest));
+    EXPECT_EQ(get32(r->datagram, 12), driver_id_);  // nlmsg_pid
+    EXPECT_EQ(get32(r->datagram, 16), 1u);          // device_id
+    EXPECT_EQ(get32(r->datagram, 20), 0u);          // event_code
+    EXPECT_EQ(get32(r->datagram, 24), sizeof(AtRequest));
+    EXPECT_EQ(r->req.m_uindex, 0u);
+    EXPECT_EQ(r->req.m_type, NL_TYPE_QUERY);
+    EXPECT_STREQ(r->req.m_atcmd, "^WPQOS");
+    EXPECT_NE(r->req.m_magic, 0u);
+    dispatch(*r);
+    // Echo is on for a person's terminal.
+    const std::string expected = "AT^WPQOS?\r\r\n+CME ERROR: 20\r\n";
+    EXPECT_EQ(read_expect(pcui, expected), expected);
+
+    const int port5 = terminal("port5");
+    type(port5, "ATE0\r");
+    EXPECT_EQ(read_n(port5, 11), "ATE0\r\r\nOK\r\n");
+    type(port5, "at^wpqos=?\r\n");
+    const auto r5 = next_request();
+    ASSERT_TRUE(r5);
+    EXPECT_EQ(r5->req.m_uindex, 5u);
+    EXPECT_EQ(r5->req.m_type, NL_TYPE_TEST);
+    EXPECT_NE(r5->req.m_magic, r->req.m_magic);
+    dispatch(*r5);
+    EXPECT_EQ(read_n(port5, 18), "\r\n+CME ERROR: 10\r\n");
+}
+
+TEST_F(DriverProcess, ReportsGoToThePortTheirIndexNames) {
+    start({"--no-echo"});
+    register_table();
+    const int pcui = terminal("pcui");
+    const int nmea = terminal("nmea");
+    const std::string gga = "$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47\r\n";
+    send_to_driver(response(55, 0, 0, gga, 58));
+    EXPECT_EQ(read_expect(nmea, gga), gga);
+    send_to_driver(response(77, 0, 0, "\r\n^LOST: 1\r\n"));
+
+    // A report for a port whose command runs comes after that command's answer.
+    type(pcui, "AT^WPDGL?\r");
+    const auto r = next_request();
+    ASSERT_TRUE(r);
+    send_to_driver(response(0, 0, 0, "\r\n^POSEND: 1\r\n", 20));
+    EXPECT_EQ(read_n(pcui, 1, 200ms), "");
+    send_to_driver(response(0, r->req.m_magic, 0, "\r\n^WPDGL: 1\r\n\r\nOK\r\n"));
+    const std::string expected = "\r\n^WPDGL: 1\r\n\r\nOK\r\n\r\n^POSEND: 1\r\n";
+    EXPECT_EQ(read_expect(pcui, expected), expected);
+    EXPECT_NE(log().find("report for unknown port index 77 dropped: \"\\r\\n^LOST: 1\\r\\n\""),
+              std::string::npos)
+        << log();
+}
+
+TEST_F(DriverProcess, HostileDatagramsAreDroppedOrCutNeverFollowedPastTheirEnd) {
+    start({"--no-echo"});
+    register_table();
+    const int pcui = terminal("pcui");
+    type(pcui, "AT^WPDGL?\r");
+    const auto r = next_request();
+    ASSERT_TRUE(r);
+    send_to_driver(std::vector<uint8_t>(20, 0xFF));  // shorter than a response header
+    const int stranger = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
+    ASSERT_GE(stranger, 0);
+    send_to_driver(response(0, r->req.m_magic, 0, "\r\nFAKE\r\n"), stranger);
+    close(stranger);
+    // m_length claims far more text than the datagram carries.
+    send_to_driver(response(0, r->req.m_magic, 0, "\r\nOK\r\n", 0, 0xFFFFFFF0u));
+    EXPECT_EQ(read_n(pcui, 6), "\r\nOK\r\n");
+    type(pcui, "AT\r");
+    EXPECT_EQ(read_n(pcui, 6), "\r\nOK\r\n");
+    const std::string l = log();
+    EXPECT_NE(l.find("shorter than"), std::string::npos) << l;
+    EXPECT_NE(l.find("dropped: the daemon is at"), std::string::npos) << l;
+    EXPECT_NE(l.find("cut to those"), std::string::npos) << l;
+}
+
+TEST_F(DriverProcess, MalformedRegistrationStopsTheDriver) {
+    start();
+    std::vector<uint8_t> msg = standin::registration_message(peer_id_);
+    put32(msg, 24, 5312);
+    send_to_driver(msg);
+    EXPECT_EQ(wait_exit(), 2);
+    EXPECT_NE(log().find("malformed registration"), std::string::npos) << log();
+}
+
+}  // namespace
