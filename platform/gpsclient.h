@@ -1,10 +1,45 @@
 // GNSS client service: the callbacks it calls and the calls the GNSS adapter makes.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
+// Call convention of every gpsclient_ call below:
+//  - the result is non-zero on success and 0 on failure;
+//  - calls with an operation code take GPS_OP_SET (write the values pointed
+//    to) or GPS_OP_GET (fill them);
+//  - values are 32-bit integers passed by pointer, followed by a pointer to a
+//    32-bit error word that the service fills on failure (codes 276..287).
+//    The adapter sets every value and error word to 0 before a call, so a
+//    failed get leaves 0.
+inline constexpr int32_t GPS_OP_SET = 1;
+inline constexpr int32_t GPS_OP_GET = 2;
+
+// Radio state as gpsclient_WPCAP reads and writes it.
+inline constexpr int32_t GPS_RADIO_OFF = 0;
+inline constexpr int32_t GPS_RADIO_ON = 3;
+
 extern "C" {
+
+// The AGNSS configuration exchanged with gpsclient_AGNSSCFG.
+struct GpsAgnssCfg {
+    uint32_t asystem;
+    uint32_t transport_mode;
+    uint32_t supl_ver;
+    uint32_t sec_mode;
+};
+
+// A network-initiated request as the client hands it to the NI callback.
+struct GpsNiRecord {
+    int32_t req_type;  // 0..4
+    int32_t word1;
+    int32_t word2;
+    char text[1292];  // NUL-terminated within the field when the client is well behaved
+    int32_t req_id;
+};
+
 // The three callbacks handed to the GNSS client at start, in this order.
+// The status record is a run of 32-bit words; the adapter reads words 2 and 3.
 typedef void (*GpsStatusCallback)(void* status);
 typedef void (*GpsNmeaCallback)(int64_t timestamp, const char* text, int32_t length);
 typedef void (*GpsNiParaCallback)(void* ni_record);
@@ -17,4 +52,48 @@ struct GpsClientCallbacks {
 
 // Starts the GNSS client with the adapter's callbacks.
 int32_t gpsclient_init(GpsClientCallbacks* callbacks);
+
+// Positioning engine. err may be null.
+int32_t gpsclient_startFix(int32_t* err);
+int32_t gpsclient_stopFix(int32_t* err);
+
+// Output port configuration: 1 = every GNSS output on one port.
+int32_t gpsclient_portCfg(int32_t op, int32_t* value, int32_t* err);
+// Radio state (GPS_RADIO_OFF / GPS_RADIO_ON).
+int32_t gpsclient_WPCAP(int32_t op, int32_t* state, int32_t* err);
+int32_t gpsclient_sessionType(int32_t op, int32_t* type, int32_t* err);
+// Number of fixes and interval; count says how many of the two values are
+// meant on a set (1 = times only, 2 = both); 0 on a get.
+int32_t gpsclient_freqAndInterval(int32_t op, int32_t* times, int32_t* interval, int32_t* err,
+                                  int32_t count);
+int32_t gpsclient_operateMode(int32_t op, int32_t* mode, int32_t* err);
+// Answer to a network-initiated request.
+int32_t gpsclient_WNICT(int32_t op, int32_t* allow, int32_t* req_id, int32_t* err);
+// Network-initiated request timer; no error word.
+int32_t gpsclient_SET_NITIMER(int32_t* value);
+// Aiding-data deletion and engine reset.
+int32_t gpsclient_aidingData(int32_t op, int32_t* value, int32_t* err);
+// SUPL server address: on a set, length characters of address; on a get the
+// client fills address (129 bytes) and length is 0.
+int32_t gpsclient_WPURL(int32_t op, char* address, int32_t length, int32_t* err);
+int32_t gpsclient_AGNSSCFG(int32_t op, GpsAgnssCfg* cfg, int32_t* err);
+int32_t gpsclient_locks(int32_t op, int32_t* value, int32_t* err);
+int32_t gpsclient_anyData(int32_t op, int32_t* value, int32_t* err);
+// Low-power mode.
+int32_t gpsclient_WPLPM(int32_t op, int32_t* mode, int32_t* err);
+int32_t gpsclient_SuplAutonomousCapable(int32_t op, int32_t* value, int32_t* err);
+// SUPL feature lock: 1 = SUPL closed.
+int32_t gpsclient_suplfeature(int32_t op, int32_t* value, int32_t* err);
+// Network-initiated notification text (length characters of text).
+int32_t gpsclient_send_nitext(const char* text, int32_t length, int32_t* err);
 }
+
+static_assert(sizeof(GpsAgnssCfg) == 16);
+static_assert(offsetof(GpsAgnssCfg, asystem) == 0);
+static_assert(offsetof(GpsAgnssCfg, transport_mode) == 4);
+static_assert(offsetof(GpsAgnssCfg, supl_ver) == 8);
+static_assert(offsetof(GpsAgnssCfg, sec_mode) == 12);
+static_assert(offsetof(GpsNiRecord, word2) == 8);
+static_assert(offsetof(GpsNiRecord, text) == 12);
+static_assert(offsetof(GpsNiRecord, req_id) == 1304);
+static_assert(sizeof(GpsNiRecord) == 1308);

@@ -26,3 +26,8 @@ struct NotifyEvent {
 // Queues the event for the message-loop thread. Returns 0, or -1 when the bus
 // is not running or the payload could not be copied.
 int32_t notify_bus_raise(const NotifyEvent& e);
+
+// Ends the event loop (QSP_UTIL_SockBaseStart returns) once what is queued
+// has been delivered. Events raised later stay queued for the next loop.
+// The daemon never stops its loop; tests and tools that run a bus do.
+void notify_bus_stop(void);

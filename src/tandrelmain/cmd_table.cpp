@@ -6,6 +6,9 @@
 #include "gps_adapter/gps_at_handlers.h"
 #include "ipstackatapi/ipstack_at_handlers.h"
 #include "osa.h"
+#include "recorderatapi/recorder_at_handlers.h"
+#include "tandrel_xmodemupg/xmodem_at_handlers.h"
+#include "ttsatapi/tts_at_handlers.h"
 #include "update_adapter/fota_at_handlers.h"
 
 namespace {
@@ -46,22 +49,29 @@ constexpr AtCmdEntry ip_row(const char* name, AtHandler h, uint32_t set_to, bool
 
 constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
     // GNSS settings.
-    row("^WPDOM", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0,1,5)"),
-    row("^WPDST", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-2)"),
-    row("^WPDFR", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
-        "(0-65535),(1-1800)"),
+    row("^WPDOM", AT_GPS_SetOpMode, T30S, AT_GPS_ReadOpMode, T30S, AT_GPS_TestOpMode, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0,1,5)"),
+    row("^WPDST", AT_GPS_SetSessionType, T30S, AT_GPS_ReadSessionType, T30S,
+        AT_GPS_TestSessionType, T30S, nullptr, 0, ERR_GNSS, 3, "(0-2)"),
+    row("^WPDFR", AT_GPS_SetFixRate, T30S, AT_GPS_ReadFixRate, T30S, AT_GPS_TestFixRate, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0-65535),(1-1800)"),
     row("^WPQOS", NS, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
-    row("^WPDGL", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-3)"),
-    row("^WPDIM", nullptr, T30S, NS, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-3)"),
-    row("^WPDNM", nullptr, T30S, NS, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-12)"),
-    row("^WPLPM", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0,1)"),
+    row("^WPDGL", AT_GPS_SetLocks, T30S, AT_GPS_ReadLocks, T30S, AT_GPS_TestLocks, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0-3)"),
+    row("^WPDIM", AT_GPS_SetAidingData, T30S, NS, T30S, AT_GPS_TestAidingData, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0-3)"),
+    row("^WPDNM", AT_GPS_SetAnyData, T30S, NS, T30S, AT_GPS_TestAnyData, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0-12)"),
+    row("^WPLPM", AT_GPS_SetLpm, T30S, AT_GPS_ReadLpm, T30S, AT_GPS_TestLpm, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0,1)"),
     row("^GPSCFGDATA", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
     row("^LTODATA", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
-    row("^SUPLACAP", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
-        "(0,1)"),
-    row("^WPPORT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3, "(0-1)"),
-    row("^WPDGP", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
-    row("^WPEND", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^SUPLACAP", AT_GPS_SetSuplACap, T30S, AT_GPS_ReadSuplACap, T30S,
+        AT_GPS_TestSuplACap, T30S, nullptr, 0, ERR_GNSS, 3, "(0,1)"),
+    row("^WPPORT", AT_GPS_SetPortCfg, T30S, AT_GPS_ReadPortCfg, T30S, AT_GPS_TestPortCfg, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0-1)"),
+    row("^WPDGP", AT_GPS_StartFix, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
+    row("^WPEND", AT_GPS_StopFix, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
     // Navigation and information.
     row("^NAVTYPE", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
         "(0-255)"),
@@ -98,8 +108,8 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
         "(0-1)"),
     row("^GNSSINJTIME", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
     row("^GNSSINJPOS", nullptr, T30S, NS, T30S, NS, T30S, nullptr, 0, ERR_GNSS, 3, nullptr),
-    row("^NLGPSOPT", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_GNSS, 3,
-        "(0-1)"),
+    row("^NLGPSOPT", AT_NMEA_StartFix, T30S, AT_NMEA_StopFix, T30S, AT_GPS_NiNotify, T30S,
+        nullptr, 0, ERR_GNSS, 3, "(0-1)"),
     // Firmware over the air.
     row("^FOTAMODE", At_SetFotaMode, T30S, At_GetFotaMode, T30S, At_TestFotaMode, T30S, nullptr,
         0, ERR_FOTA_IP, 3, nullptr),
@@ -152,12 +162,18 @@ constexpr AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1] = {
     ip_row("^SSLTX", at_ipstack_ssltx, T200S, true),
     ip_row("^SSLRX", at_ipstack_sslrx, T200S, true),
     // Audio and serial firmware load.
-    row("^TTS", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
-    row("^TTSCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_TTS, 3, nullptr),
-    row("^FWLOAD", nullptr, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, nullptr),
-    row("^AUDREC", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
-    row("^RECCFG", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
-    row("^FILEIO", nullptr, T30S, nullptr, T30S, nullptr, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^TTS", at_tts_send, T30S, at_tts_send, T30S, at_tts_send, T30S, nullptr, 0, ERR_TTS, 3,
+        nullptr),
+    row("^TTSCFG", at_tts_cfg, T30S, at_tts_cfg, T30S, at_tts_cfg, T30S, nullptr, 0, ERR_TTS, 3,
+        nullptr),
+    row("^FWLOAD", At_StartXmodemUpg, TNET, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3,
+        nullptr),
+    row("^AUDREC", at_recorder_audrec_exec, T30S, at_recorder_audrec_exec, T30S,
+        at_recorder_audrec_exec, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^RECCFG", at_recorder_reccfg_exec, T30S, at_recorder_reccfg_exec, T30S,
+        at_recorder_reccfg_exec, T30S, nullptr, 0, ERR_REC, 3, nullptr),
+    row("^FILEIO", at_recorder_fileio_exec, T30S, at_recorder_fileio_exec, T30S,
+        at_recorder_fileio_exec, T30S, nullptr, 0, ERR_REC, 3, nullptr),
     // Terminator: ends every walk, never registered.
     AtCmdEntry{0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, ERR_FOTA_IP, 3, 0, nullptr, 0,
                nullptr},

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "fake_gpsclient.h"
 #include "gpsclient.h"
 
 namespace fake {
@@ -17,7 +18,11 @@ struct Services {
     int32_t hbe_maxtime_result = 0;
     int32_t hbe_maxtime_arg = -1;
 
-    void reset() { *this = Services{}; }
+    // Also resets the GNSS client fake (fake_gpsclient.h).
+    void reset() {
+        *this = Services{};
+        gps().reset();
+    }
 };
 
 Services& services();

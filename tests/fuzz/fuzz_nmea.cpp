@@ -1,0 +1,83 @@
+// Any sentences, with any length and every flag combination, through the NMEA callback.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "fake_platform.h"
+#include "gps_adapter/gnss_state.h"
+#include "tandrel_adapters.h"
+
+namespace {
+
+// Every report leaves with its wire size, inside the record, to a GNSS port.
+void check_sent() {
+    for (const fake::Sent& s : fake::platform().sent) {
+        const AtResponse r = s.record();
+        if (s.size != r.m_length + 25 || s.size > sizeof(AtResponse) || r.m_id != 58 ||
+            r.m_protocol != 1 || (r.m_uindex != 6 && r.m_uindex != 54 && r.m_uindex != 55)) {
+            __builtin_trap();
+        }
+    }
+}
+
+}  // namespace
+
+// Input: byte 0 the flags (NMEA port, GNSS port, fix session, logging, single
+// port, configuration known, failing client), byte 1 how the length relates
+// to the text, byte 2 a length offset, then sentences separated by '\n'.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 3) {
+        return 0;
+    }
+    fake::platform().reset();
+    fake::services().reset();
+    gnss_adapter_reset();
+    const uint8_t flags = data[0];
+    g_nmeaPortFlag = flags & 1;
+    g_gnssPortFlag = (flags >> 1) & 1;
+    g_fixsionFlag = (flags >> 2) & 1;
+    g_nmealoggingFlag = (flags >> 3) & 1;
+    g_PortCfg = (flags >> 4) & 1;
+    g_PortCfgReady = (flags >> 5) & 1;
+    if ((flags >> 6) & 1) {
+        fake::gps().fail("gpsclient_portCfg", 283);
+    }
+    const uint8_t mode = data[1] % 4;
+    const uint8_t offset = data[2];
+
+    const uint8_t* p = data + 3;
+    const uint8_t* end = data + size;
+    int64_t timestamp = 0;
+    while (p < end) {
+        const uint8_t* nl = static_cast<const uint8_t*>(memchr(p, '\n', static_cast<size_t>(end - p)));
+        const uint8_t* stop = nl != nullptr ? nl + 1 : end;
+        const size_t n = static_cast<size_t>(stop - p);
+        // The text exactly as long as it is (no NUL), unless the length
+        // claims more than there is: then the caller's NUL ends it.
+        std::vector<char> text(p, stop);
+        int32_t length = static_cast<int32_t>(n);
+        switch (mode) {
+            case 1:
+                length = static_cast<int32_t>(n) - offset;
+                break;
+            case 2:
+                length = -1 - offset;
+                break;
+            case 3:
+                length = INT32_MAX - offset;
+                text.push_back('\0');
+                break;
+            default:
+                break;
+        }
+        AT_nmea_cb(timestamp, text.data(), length);
+        timestamp += 1000;
+        p = stop;
+    }
+    check_sent();
+    if (fake::platform().live_allocs != 0) {
+        __builtin_trap();
+    }
+    return 0;
+}

@@ -1,0 +1,254 @@
+// ^FILEIO: parameter checks, the write lock across files, the RAM file's size and data during the call.
+#include <gtest/gtest.h>
+
+#include "audio_fixture.h"
+#include "recorder.h"
+#include "recorderatapi/recorder_at_handlers.h"
+
+namespace {
+
+using audio_test::AudioTest;
+using audio_test::Outcome;
+using fake::RequestBytes;
+
+class FileIo : public AudioTest {
+protected:
+    static RequestBytes fileio(std::vector<std::string> paras, uint32_t type = 0) {
+        RequestBytes r("^FILEIO", type);
+        for (const std::string& p : paras) {
+            r.text(p);
+        }
+        return r;
+    }
+    // A write packet of a transfer: position done of total.
+    static RequestBytes write(const std::string& file, const std::string& done,
+                              const std::string& total) {
+        return fileio({"2", "\"" + file + "\"", "0", "512", done, total, "\"00FF\""});
+    }
+    Outcome run(RequestBytes r) { return call(at_recorder_fileio_exec, r); }
+    int32_t retenum(RequestBytes r) { return run(std::move(r))->m_retenum; }
+};
+
+TEST_F(FileIo, QueryAnswersErrorText) {
+    const Outcome o = run(fileio({}, 1));
+    EXPECT_EQ(o.ret, 0);
+    EXPECT_EQ(o->m_retenum, 0);
+    EXPECT_EQ(o.text(), "\r\nERROR\r\n");
+    EXPECT_EQ(o->m_length, 9u);
+    EXPECT_TRUE(fake::audio().calls.empty());
+}
+
+TEST_F(FileIo, TestReachesTheEngineAsAnEngineCall) {
+    uint8_t inprg = 0;
+    int32_t target = 0;
+    fake::audio().during_fileio = [&] {
+        inprg = g_fileio_inprg;
+        target = g_fileio_ram_target;
+    };
+    const Outcome o = run(fileio({}, 2));
+    EXPECT_EQ(o.ret, 0);
+    EXPECT_EQ(fake::audio().call_names(), std::vector<std::string>{"recorder_at_fileio_cmd"});
+    EXPECT_EQ(inprg, 1);
+    EXPECT_EQ(target, -1);
+    EXPECT_EQ(g_fileio_inprg, 0);
+}
+
+TEST_F(FileIo, ParameterChecks) {
+    const struct {
+        const char* what;
+        std::vector<std::string> paras;
+        int32_t retenum;  // -1: reaches the engine
+    } cases[] = {
+        {"no parameters", {}, 196},
+        {"one parameter", {"1"}, 196},
+        {"operation not a number", {"r", "\"rec1\""}, 196},
+        {"operation empty", {"", "\"rec1\""}, 196},
+        {"empty file name", {"1", ""}, 196},
+        {"unquoted file name", {"1", "rec1"}, 196},
+        {"refused file name", {"1", "\"bad\""}, 196},
+        {"read with two parameters", {"1", "\"rec1\""}, -1},
+        {"read missing 5 and 6", {"1", "\"rec1\"", "0", "10"}, 196},
+        {"read with 6 not a number", {"1", "\"rec1\"", "0", "10", "1", "x"}, 196},
+        {"read with numbers", {"1", "\"rec1\"", "0", "10", "1", "2"}, -1},
+        {"write missing 5 and 6", {"2", "\"rec1\"", "0"}, 196},
+        {"delete with extra parameters", {"3", "\"rec1\"", "x", "y"}, -1},
+        {"unknown operation", {"9", "\"rec1\"", "x"}, -1},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        fake::audio().reset();
+        fake::audio().rejected_names = {"bad"};
+        const Outcome o = run(fileio(c.paras));
+        if (c.retenum < 0) {
+            EXPECT_EQ(o.ret, 0);
+            EXPECT_EQ(fake::audio().calls.size(), 1u);
+            EXPECT_EQ(o.text(), "\r\nOK\r\n");
+        } else {
+            EXPECT_EQ(o.ret, -1);
+            EXPECT_TRUE(fake::audio().calls.empty());
+            EXPECT_EQ(o->m_retenum, c.retenum);
+            EXPECT_EQ(o->m_length, 0u);
+        }
+        EXPECT_EQ(g_fileio_write_index, -1);
+        EXPECT_EQ(g_fileio_inprg, 0);
+    }
+}
+
+TEST_F(FileIo, WriteLockAcrossFiles) {
+    EXPECT_EQ(retenum(write("rec1", "1", "2")), 0);
+    EXPECT_EQ(g_fileio_write_index, 1);
+
+    // Another file waits; the file being written may only be played.
+    EXPECT_EQ(retenum(write("rec2", "1", "1")), 195);
+    RequestBytes record("^AUDREC", 0);
+    record.text("1").text("\"rec1\"");
+    EXPECT_EQ(call(at_recorder_audrec_exec, record)->m_retenum, 195);
+    RequestBytes play("^AUDREC", 0);
+    play.text("2").text("\"rec1\"");
+    EXPECT_EQ(call(at_recorder_audrec_exec, play)->m_retenum, 0);
+    // Reads of other files go on.
+    EXPECT_EQ(retenum(fileio({"1", "\"rec2\""})), 0);
+    EXPECT_EQ(g_fileio_write_index, 1);
+
+    // The last packet completes the transfer and frees the lock.
+    EXPECT_EQ(retenum(write("rec1", "2", "2")), 0);
+    EXPECT_EQ(g_fileio_write_index, -1);
+    EXPECT_EQ(retenum(write("rec2", "1", "1")), 0);
+    EXPECT_EQ(g_fileio_write_index, -1);
+}
+
+TEST_F(FileIo, LockReleases) {
+    // Failed opening write: released.
+    fake::audio().fileio = {-1, 0, ""};
+    const Outcome failed = run(write("rec1", "1", "3"));
+    EXPECT_EQ(failed->m_retenum, 196);
+    EXPECT_EQ(failed.ret, 0);
+    EXPECT_EQ(g_fileio_write_index, -1);
+
+    // Failed later write: the transfer stays open.
+    fake::audio().fileio = {};
+    run(write("rec1", "1", "3"));
+    fake::audio().fileio = {-1, 88, ""};
+    EXPECT_EQ(retenum(write("rec1", "2", "3")), 88);
+    EXPECT_EQ(g_fileio_write_index, 1);
+
+    // Deleting another file keeps it; deleting the file releases it.
+    fake::audio().fileio = {};
+    run(fileio({"3", "\"rec2\""}));
+    EXPECT_EQ(g_fileio_write_index, 1);
+    run(fileio({"3", "\"rec1\""}));
+    EXPECT_EQ(g_fileio_write_index, -1);
+
+    // Malformed opening write (six parameters): answered, lock released.
+    const Outcome six = run(fileio({"2", "\"rec6\"", "0", "5", "1", "2"}));
+    EXPECT_EQ(six.ret, 0);
+    EXPECT_EQ(six->m_retenum, 0);
+    EXPECT_EQ(g_fileio_write_index, -1);
+
+    // A two-parameter write reaches the engine, is answered with 196 and
+    // keeps the lock it took until the transfer is completed or deleted.
+    const Outcome two = run(fileio({"2", "\"rec7\""}));
+    EXPECT_EQ(two.ret, -1);
+    EXPECT_EQ(two->m_retenum, 196);
+    EXPECT_EQ(two->m_length, 0u);
+    EXPECT_EQ(g_fileio_write_index, 7);
+    EXPECT_EQ(g_fileio_inprg, 0);
+    run(fileio({"3", "\"rec7\""}));
+    EXPECT_EQ(g_fileio_write_index, -1);
+}
+
+TEST_F(FileIo, WriteIntoRamCountsAcknowledgedBytes) {
+    fake::audio().fileio_events = {fake::ack_packet(1, 512)};
+    int32_t target_during = 1;
+    fake::audio().during_fileio = [&] { target_during = g_fileio_ram_target; };
+    EXPECT_EQ(retenum(write("RAM", "1", "3")), 0);
+    EXPECT_EQ(target_during, 0);
+    EXPECT_EQ(g_fileio_ram_target, -1);
+    EXPECT_EQ(g_fileio_write_index, 0);
+    EXPECT_EQ(ram_written_size, 512);
+    ASSERT_EQ(P().sent.size(), 1u);
+    EXPECT_EQ(P().last_sent().text(), "\r\n^FILEIO: 1,512\r\n");
+    EXPECT_EQ(P().last_sent().record().m_id, 79u);
+    EXPECT_EQ(fake::audio().saved_ram_sizes, std::vector<int32_t>{512});
+
+    fake::audio().fileio_events = {fake::ack_packet(2, 300)};
+    run(write("RAM", "2", "3"));
+    EXPECT_EQ(ram_written_size, 812);
+    fake::audio().fileio_events = {fake::ack_packet(3, 10)};
+    run(write("RAM", "3", "3"));
+    EXPECT_EQ(fake::audio().saved_ram_sizes, (std::vector<int32_t>{512, 812, 822}));
+    EXPECT_EQ(ram_written_size, 0) << "a complete transfer starts the count afresh";
+    EXPECT_EQ(g_fileio_write_index, -1);
+
+    // A new transfer restarts at packet 1.
+    ram_written_size = 77;
+    fake::audio().fileio_events = {fake::ack_packet(1, 5)};
+    run(write("RAM", "1", "2"));
+    EXPECT_EQ(ram_written_size, 5);
+
+    // Deleting RAM stores size 0.
+    fake::audio().fileio_events.clear();
+    fake::audio().saved_ram_sizes.clear();
+    run(fileio({"3", "\"RAM\""}));
+    EXPECT_EQ(fake::audio().saved_ram_sizes, std::vector<int32_t>{0});
+    EXPECT_EQ(ram_written_size, 0);
+    EXPECT_EQ(g_fileio_write_index, -1);
+}
+
+TEST_F(FileIo, AcknowledgementsOfOrdinaryFilesDoNotCount) {
+    fake::audio().fileio_events = {fake::ack_packet(1, 512)};
+    run(write("rec1", "1", "2"));
+    EXPECT_EQ(ram_written_size, 0);
+    EXPECT_TRUE(fake::audio().saved_ram_sizes.empty());
+    EXPECT_EQ(P().last_sent().text(), "\r\n^FILEIO: 1,512\r\n");
+}
+
+TEST_F(FileIo, ReadOfRamReportsDataAndTracksItsSize) {
+    ram_written_size = 10;
+    fake::audio().fileio_events = {fake::read_packet("ABCDEF", 100), fake::read_packet("0A0B", 97)};
+    EXPECT_EQ(retenum(fileio({"1", "\"RAM\"", "0", "0", "0", "5"})), 0);
+    EXPECT_EQ(fake::audio().fileio_event_results, (std::vector<int32_t>{0, 0}));
+    ASSERT_EQ(P().sent.size(), 2u);
+    EXPECT_EQ(P().sent[0].text(), "\r\n^FILEIO: 3,100\r\n\"ABCDEF\"");
+    EXPECT_EQ(P().sent[0].size, 26u + 25u);
+    EXPECT_EQ(P().sent[1].text(), "\r\n^FILEIO: 2,97\r\n\"0A0B\"");
+    EXPECT_EQ(fake::audio().saved_ram_sizes, (std::vector<int32_t>{100, 97}));
+    EXPECT_EQ(ram_written_size, 5);
+}
+
+TEST_F(FileIo, RefusedRamWriteLeavesNoRamTarget) {
+    run(write("rec1", "1", "2"));
+    EXPECT_EQ(retenum(write("RAM", "1", "2")), 195);
+    EXPECT_EQ(g_fileio_ram_target, -1);
+    fake::audio().fileio_events = {fake::read_packet("ABCD", 50)};
+    run(fileio({"1", "\"rec3\""}));
+    EXPECT_TRUE(fake::audio().saved_ram_sizes.empty());
+    EXPECT_EQ(P().last_sent().text(), "\r\n^FILEIO: 2,50\r\n\"ABCD\"");
+}
+
+TEST_F(FileIo, NestedRequestDuringTheCallIsRefused) {
+    Outcome nested{0, nullptr};
+    fake::audio().during_fileio = [&] { nested = run(fileio({"1", "\"rec2\""})); };
+    EXPECT_EQ(retenum(fileio({"1", "\"rec1\""})), 0);
+    ASSERT_NE(nested.rsp, nullptr);
+    EXPECT_EQ(nested.ret, -1);
+    EXPECT_EQ(nested->m_retenum, 195);
+    EXPECT_EQ(g_fileio_inprg, 0);
+    EXPECT_EQ(fake::audio().calls.size(), 1u);
+}
+
+TEST_F(FileIo, TheWholeReadIsDeliveredThroughTheDispatcher) {
+    fake::audio().fileio_events = {fake::tag_packet("rec", "rec2", 4), fake::read_packet("DEADBEEF", 4)};
+    fake::audio().fileio.text = "\r\nOK\r\n";
+    RequestBytes r = fileio({"1", "\"rec2\"", "0", "4", "0", "4"});
+    r.magic(77);
+    dispatch(r);
+    ASSERT_EQ(P().sent.size(), 3u);
+    EXPECT_EQ(P().sent[0].text(), "\r\n^FILEIO: \"rec2\",4\r\n");
+    EXPECT_EQ(P().sent[1].text(), "\r\n^FILEIO: 4,4\r\n\"DEADBEEF\"");
+    EXPECT_EQ(P().sent[2].text(), "\r\nOK\r\n");
+    EXPECT_EQ(P().sent[2].record().m_magic, 77u);
+    EXPECT_EQ(P().sent[2].record().m_id, 0u);
+}
+
+}  // namespace

@@ -1,0 +1,226 @@
+// ^TTS and ^TTSCFG: refusals by speech state, enable setting and audio path; the end-of-speech report.
+#include <gtest/gtest.h>
+
+#include "audio_fixture.h"
+#include "tts.h"
+#include "ttsatapi/tts_at_handlers.h"
+
+namespace {
+
+using audio_test::AudioTest;
+using fake::RequestBytes;
+
+class Tts : public AudioTest {
+protected:
+    // Sends "^AUDEND" for the end of speech as the engine raises it.
+    int32_t raise_audend(uint32_t w1, uint32_t w2) {
+        const TtsAudendInfo info{w1, w2};
+        return callback(NOTIFY_MODULE_TTS)(TTS_EVT_AUDEND, reinterpret_cast<uintptr_t>(&info),
+                                           sizeof info);
+    }
+};
+
+struct Case {
+    const char* what;
+    AtHandler handler;
+    uint32_t type;
+    std::vector<std::string> paras;
+    uint32_t enable;
+    uint32_t audend;
+    int32_t perm;
+    int32_t retenum;  // -1: reaches the engine
+};
+
+TEST_F(Tts, ChecksBeforeTheEngine) {
+    const Case cases[] = {
+        {"query refused", at_tts_send, 1, {}, 1, 1, 0, 193},
+        {"set without parameters", at_tts_send, 0, {}, 1, 1, 0, 193},
+        {"mode not a number", at_tts_send, 0, {"x", "\"hi\""}, 1, 1, 0, 194},
+        {"mode empty", at_tts_send, 0, {"", "\"hi\""}, 1, 1, 0, 194},
+        {"mode with a sign", at_tts_send, 0, {"+1"}, 1, 1, 0, 194},
+        {"mode with trailing text", at_tts_send, 0, {"1a"}, 1, 1, 0, 194},
+        {"start while disabled", at_tts_send, 0, {"1", "\"hi\""}, 0, 1, 0, 193},
+        {"stop while disabled", at_tts_send, 0, {"0"}, 0, 1, 0, 193},
+        {"start while speaking", at_tts_send, 0, {"1", "\"hi\""}, 1, 0, 2, 193},
+        {"start while speaking and disabled", at_tts_send, 0, {"2"}, 0, 0, 2, 193},
+        {"stop while speaking", at_tts_send, 0, {"0"}, 1, 0, 2, -1},
+        {"zeros are a stop", at_tts_send, 0, {"000"}, 1, 0, 2, -1},
+        {"start while the recorder holds the path", at_tts_send, 0, {"1", "\"hi\""}, 1, 1, 1, 193},
+        {"stop while the recorder holds the path", at_tts_send, 0, {"0"}, 1, 1, 1, -1},
+        {"long mode number is a start", at_tts_send, 0, {"00000000000000000001"}, 1, 1, 0, -1},
+        {"test while disabled", at_tts_send, 2, {}, 0, 0, 1, -1},
+        {"cfg set without parameters", at_tts_cfg, 0, {}, 1, 1, 0, 193},
+        {"cfg value not a number", at_tts_cfg, 0, {"1", "abc"}, 1, 1, 0, 194},
+        {"cfg type not a number", at_tts_cfg, 0, {"a", "1"}, 1, 1, 0, 194},
+        {"cfg value missing", at_tts_cfg, 0, {"1"}, 1, 1, 0, 194},
+        {"cfg set while speaking", at_tts_cfg, 0, {"0", "1"}, 1, 0, 2, 193},
+        {"cfg query while speaking", at_tts_cfg, 1, {}, 1, 0, 2, -1},
+        {"cfg test while speaking", at_tts_cfg, 2, {}, 1, 0, 2, -1},
+        {"cfg set while disabled", at_tts_cfg, 0, {"3", "7"}, 0, 1, 0, -1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        fake::audio().reset();
+        tts_enable = c.enable;
+        tts_audend = c.audend;
+        rec_tts_at_cmd_perm_set(c.perm);
+        RequestBytes r(c.handler == at_tts_send ? "^TTS" : "^TTSCFG", c.type);
+        for (const std::string& p : c.paras) {
+            r.text(p);
+        }
+        const audio_test::Outcome o = call(c.handler, r);
+        if (c.retenum < 0) {
+            EXPECT_EQ(o.ret, 0);
+            EXPECT_EQ(fake::audio().calls.size(), 1u);
+            EXPECT_EQ(o->m_retenum, 0);
+            EXPECT_EQ(o.text(), "\r\nOK\r\n");
+            // Only a set with a non-zero mode starts speech.
+            const bool starts = c.handler == at_tts_send && c.type == 0 &&
+                                c.paras[0].find_first_not_of('0') != std::string::npos;
+            EXPECT_EQ(tts_audend, starts ? 0u : c.audend);
+            EXPECT_EQ(rec_tts_at_cmd_perm_get(), starts ? AUDIO_PERM_TTS : c.perm);
+        } else {
+            EXPECT_EQ(o.ret, -1);
+            EXPECT_TRUE(fake::audio().calls.empty());
+            EXPECT_EQ(o->m_retenum, c.retenum);
+            EXPECT_EQ(o->m_length, 0u);
+            EXPECT_EQ(tts_audend, c.audend);
+            EXPECT_EQ(rec_tts_at_cmd_perm_get(), c.perm);
+        }
+    }
+}
+
+TEST_F(Tts, SpeechFromStartUpToItsEnd) {
+    // Right after start-up speech is refused until the engine is enabled.
+    RequestBytes speak("^TTS", 0);
+    speak.text("1").text("\"hello\"");
+    EXPECT_EQ(answer(speak), 193);
+    EXPECT_EQ(P().last_sent().size, 25u);
+
+    RequestBytes enable("^TTSCFG", 0);
+    enable.text("0").text("1");
+    EXPECT_EQ(answer(enable), 0);
+    EXPECT_EQ(tts_enable, 1u);
+
+    fake::audio().tts_exec.text = "\r\nOK\r\n";
+    dispatch(speak);
+    {
+        const fake::Sent& s = P().last_sent();
+        EXPECT_EQ(s.text(), "\r\nOK\r\n");
+        EXPECT_EQ(s.size, 6u + 25u);
+        EXPECT_EQ(s.record().m_magic, 0x1234u);
+    }
+    EXPECT_EQ(tts_audend, 0u);
+    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_TTS);
+    ASSERT_EQ(fake::audio().calls.size(), 2u);
+    EXPECT_EQ(fake::audio().calls[1].paras, (std::vector<std::string>{"1", "\"hello\""}));
+
+    // While speaking: no second start, no settings; a stop reaches the engine.
+    EXPECT_EQ(answer(speak), 193);
+    EXPECT_EQ(answer(enable), 193);
+    RequestBytes stop("^TTS", 0);
+    stop.text("0");
+    EXPECT_EQ(answer(stop), 0);
+    EXPECT_EQ(fake::audio().calls.size(), 3u);
+    EXPECT_EQ(tts_audend, 0u) << "a stop does not end the speech; the engine's event does";
+
+    const size_t before = P().sent.size();
+    EXPECT_EQ(raise_audend(3, 0), 0);
+    ASSERT_EQ(P().sent.size(), before + 1);
+    const fake::Sent& end = P().last_sent();
+    EXPECT_EQ(end.text(), "^AUDEND: 3,0\r\n");
+    EXPECT_EQ(end.size, 14u + 25u);
+    const AtResponse rec = end.record();
+    EXPECT_EQ(rec.m_id, 60u);
+    EXPECT_EQ(rec.m_uindex, 0u);
+    EXPECT_EQ(rec.m_protocol, 0u);
+    EXPECT_EQ(rec.m_retenum, 0);
+    EXPECT_EQ(tts_audend, 1u);
+    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_FREE);
+
+    EXPECT_EQ(answer(speak), 0);
+    raise_audend(0, 0);
+
+    // Disabling again refuses every ^TTS set.
+    RequestBytes disable("^TTSCFG", 0);
+    disable.text("0").text("0");
+    dispatch(disable);
+    EXPECT_EQ(tts_enable, 0u);
+    EXPECT_EQ(answer(stop), 193);
+}
+
+TEST_F(Tts, OtherSettingTypesLeaveEnableAlone) {
+    RequestBytes r("^TTSCFG", 0);
+    r.text("1").text("5");
+    EXPECT_EQ(call(at_tts_cfg, r).ret, 0);
+    EXPECT_EQ(tts_enable, 0u);
+    RequestBytes big("^TTSCFG", 0);
+    big.text("00").text("99999999999999999999");
+    call(at_tts_cfg, big);
+    EXPECT_NE(tts_enable, 0u) << "a huge value must not wrap to 0";
+}
+
+TEST_F(Tts, EngineFailures) {
+    struct F {
+        const char* what;
+        int32_t engine_retenum;
+        int32_t want;
+    } cases[] = {{"unnumbered", 0, 194}, {"numbered by the engine", 77, 77}};
+    for (const F& f : cases) {
+        SCOPED_TRACE(f.what);
+        tts_enable = 1;
+        tts_audend = 0;
+        rec_tts_at_cmd_perm_set(AUDIO_PERM_TTS);
+        fake::audio().tts_exec = {-1, f.engine_retenum, "\r\nsomething\r\n"};
+        RequestBytes stop("^TTS", 0);
+        stop.text("0");
+        const audio_test::Outcome o = call(at_tts_send, stop);
+        EXPECT_EQ(o.ret, 0);
+        EXPECT_EQ(o->m_retenum, f.want);
+        EXPECT_EQ(o->m_length, 0u);
+        EXPECT_EQ(o->m_buffer[0], '\0');
+        EXPECT_EQ(tts_audend, 1u);
+        EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_TTS) << "the path stays held";
+
+        fake::audio().tts_cfg = {-1, f.engine_retenum, ""};
+        RequestBytes enable("^TTSCFG", 0);
+        enable.text("0").text("0");
+        const audio_test::Outcome c = call(at_tts_cfg, enable);
+        EXPECT_EQ(c->m_retenum, f.want);
+        EXPECT_EQ(tts_enable, 1u) << "a failed setting is not kept";
+    }
+    // A start that the engine refuses takes no audio path.
+    rec_tts_at_cmd_perm_set(AUDIO_PERM_FREE);
+    fake::audio().tts_exec = {-1, 0, ""};
+    RequestBytes speak("^TTS", 0);
+    speak.text("1");
+    call(at_tts_send, speak);
+    EXPECT_EQ(tts_audend, 1u);
+    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_FREE);
+}
+
+TEST_F(Tts, AudendReportBoundaries) {
+    EXPECT_EQ(raise_audend(4294967295u, 12), 0);
+    EXPECT_EQ(P().last_sent().text(), "^AUDEND: 4294967295,12\r\n");
+
+    // A payload shorter than the two words reads zeros for what is missing.
+    const uint32_t one = 9;
+    EXPECT_EQ(at_tts_audend_report(&one, sizeof one), 0);
+    EXPECT_EQ(P().last_sent().text(), "^AUDEND: 9,0\r\n");
+
+    const size_t sent = P().sent.size();
+    EXPECT_EQ(at_tts_audend_report(nullptr, 8), -1);
+    EXPECT_EQ(tts_notify_handler(68001, reinterpret_cast<uintptr_t>(&one), 4), -1);
+    EXPECT_EQ(P().sent.size(), sent);
+
+    // No record: no report, the path stays held, the speech is over.
+    tts_audend = 0;
+    rec_tts_at_cmd_perm_set(AUDIO_PERM_TTS);
+    P().fail_alloc_at = P().allocs + 1;
+    EXPECT_EQ(raise_audend(1, 1), -1);
+    EXPECT_EQ(P().sent.size(), sent);
+    EXPECT_EQ(tts_audend, 1u);
+    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_TTS);
+}
+
+}  // namespace

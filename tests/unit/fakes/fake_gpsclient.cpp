@@ -1,0 +1,214 @@
+// Recording fake of the GNSS client and of the module version query.
+#include "fake_gpsclient.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "fake_services.h"
+#include "module_info.h"
+
+namespace fake {
+
+GpsClient& gps() {
+    static GpsClient g;
+    return g;
+}
+
+size_t GpsClient::count(const std::string& fn) const {
+    return static_cast<size_t>(
+        std::count_if(calls.begin(), calls.end(), [&](const GpsCall& c) { return c.fn == fn; }));
+}
+
+const GpsCall* GpsClient::last(const std::string& fn) const {
+    for (auto it = calls.rbegin(); it != calls.rend(); ++it) {
+        if (it->fn == fn) {
+            return &*it;
+        }
+    }
+    return nullptr;
+}
+
+std::vector<std::string> GpsClient::names() const {
+    std::vector<std::string> v;
+    for (const GpsCall& c : calls) {
+        v.push_back(c.fn);
+    }
+    return v;
+}
+
+GpsReply GpsClient::next(const std::string& fn) {
+    auto q = queued.find(fn);
+    if (q != queued.end() && !q->second.empty()) {
+        GpsReply r = q->second.front();
+        q->second.pop_front();
+        return r;
+    }
+    auto s = standing.find(fn);
+    return s != standing.end() ? s->second : GpsReply{};
+}
+
+}  // namespace fake
+
+namespace {
+
+using fake::gps;
+
+// Records a call on values, answers it and writes the reply's values and
+// error word.
+int32_t answer(fake::GpsCall call, std::initializer_list<int32_t*> values, int32_t* err) {
+    for (int32_t* v : values) {
+        call.in.push_back(v != nullptr ? *v : 0);
+    }
+    call.err_null = err == nullptr;
+    const std::string fn = call.fn;
+    gps().calls.push_back(std::move(call));
+    const fake::GpsReply r = gps().next(fn);
+    if (r.result == 0) {
+        if (err != nullptr) {
+            *err = r.err;
+        }
+        return 0;
+    }
+    size_t i = 0;
+    for (int32_t* v : values) {
+        if (v != nullptr && i < r.out.size()) {
+            *v = r.out[i];
+        }
+        ++i;
+    }
+    return r.result;
+}
+
+int32_t op_call(const char* fn, int32_t op, int32_t* value, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = fn;
+    c.op = op;
+    return answer(std::move(c), {value}, err);
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t gpsclient_init(GpsClientCallbacks* callbacks) {
+    fake::services().calls.push_back("gpsclient_init");
+    if (callbacks != nullptr) {
+        fake::services().gps_callbacks = *callbacks;
+        gps().callbacks = *callbacks;
+    }
+    return fake::services().gpsclient_init_result;
+}
+
+int32_t gpsclient_startFix(int32_t* err) {
+    return answer({"gpsclient_startFix"}, {}, err);
+}
+int32_t gpsclient_stopFix(int32_t* err) {
+    return answer({"gpsclient_stopFix"}, {}, err);
+}
+
+int32_t gpsclient_portCfg(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_portCfg", op, v, err);
+}
+int32_t gpsclient_WPCAP(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_WPCAP", op, v, err);
+}
+int32_t gpsclient_sessionType(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_sessionType", op, v, err);
+}
+int32_t gpsclient_operateMode(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_operateMode", op, v, err);
+}
+int32_t gpsclient_aidingData(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_aidingData", op, v, err);
+}
+int32_t gpsclient_locks(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_locks", op, v, err);
+}
+int32_t gpsclient_anyData(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_anyData", op, v, err);
+}
+int32_t gpsclient_WPLPM(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_WPLPM", op, v, err);
+}
+int32_t gpsclient_SuplAutonomousCapable(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_SuplAutonomousCapable", op, v, err);
+}
+int32_t gpsclient_suplfeature(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_suplfeature", op, v, err);
+}
+
+int32_t gpsclient_freqAndInterval(int32_t op, int32_t* times, int32_t* interval, int32_t* err,
+                                  int32_t count) {
+    fake::GpsCall c;
+    c.fn = "gpsclient_freqAndInterval";
+    c.op = op;
+    c.count = count;
+    return answer(std::move(c), {times, interval}, err);
+}
+
+int32_t gpsclient_WNICT(int32_t op, int32_t* allow, int32_t* req_id, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = "gpsclient_WNICT";
+    c.op = op;
+    return answer(std::move(c), {allow, req_id}, err);
+}
+
+int32_t gpsclient_SET_NITIMER(int32_t* value) {
+    return answer({"gpsclient_SET_NITIMER"}, {value}, nullptr);
+}
+
+int32_t gpsclient_WPURL(int32_t op, char* address, int32_t length, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = "gpsclient_WPURL";
+    c.op = op;
+    c.length = length;
+    if (address != nullptr && length > 0) {
+        c.text.assign(address, static_cast<size_t>(length));
+    }
+    const fake::GpsReply r = gps().next(c.fn);
+    c.err_null = err == nullptr;
+    gps().calls.push_back(std::move(c));
+    if (r.result == 0) {
+        if (err != nullptr) {
+            *err = r.err;
+        }
+        return 0;
+    }
+    if (op == GPS_OP_GET && address != nullptr) {
+        std::memcpy(address, r.text.c_str(), std::min<size_t>(r.text.size() + 1, 129));
+    }
+    return r.result;
+}
+
+int32_t gpsclient_AGNSSCFG(int32_t op, GpsAgnssCfg* cfg, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = "gpsclient_AGNSSCFG";
+    c.op = op;
+    int32_t w[4] = {};
+    if (cfg != nullptr) {
+        std::memcpy(w, cfg, sizeof w);
+    }
+    const int32_t result = answer(std::move(c), {&w[0], &w[1], &w[2], &w[3]}, err);
+    if (result != 0 && cfg != nullptr) {
+        std::memcpy(cfg, w, sizeof w);
+    }
+    return result;
+}
+
+int32_t gpsclient_send_nitext(const char* text, int32_t length, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = "gpsclient_send_nitext";
+    c.length = length;
+    if (text != nullptr && length > 0) {
+        c.text.assign(text, static_cast<size_t>(length));
+    }
+    return answer(std::move(c), {}, err);
+}
+
+int32_t AT_Cgmr(char* version) {
+    const std::string& b = gps().cgmr_bytes;
+    std::memcpy(version, b.data(), std::min<size_t>(b.size(), 66));
+    return gps().cgmr_result;
+}
+
+}  // extern "C"

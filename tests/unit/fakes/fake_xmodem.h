@@ -1,0 +1,24 @@
+// Recording fake of the firmware-load service: partition state and transfer start chosen by a test.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace fake {
+
+struct Xmodem {
+    int32_t bbou_state = 1;  // 0: the transfer must not start
+    int32_t bbou_calls = 0;
+    // start_xmodem_upg: its result, the m_retenum and text it writes.
+    int32_t start_result = 0;
+    int32_t start_retenum = 0;
+    std::string start_text;
+    int32_t start_calls = 0;
+    std::string start_para;  // parameter 1 as the service saw it
+
+    void reset() { *this = Xmodem{}; }
+};
+
+Xmodem& xmodem();
+
+}  // namespace fake

@@ -1,0 +1,431 @@
+// GNSS control layer: the engine-sharing rule, the radio switch, fix sessions and the control
+// operations.
+#include <vector>
+
+#include "gnss_fixture.h"
+#include "gps_adapter/gnss_control.h"
+#include "gps_adapter/gps_at_handlers.h"
+
+namespace {
+
+using gnss_test::Answer;
+using gnss_test::GnssTest;
+using gnss_test::Report;
+using Calls = std::vector<std::string>;
+
+class Control : public GnssTest {
+  protected:
+    void SetUp() override {
+        GnssTest::SetUp();
+        G().radio(GPS_RADIO_ON);
+    }
+    // The calls that act on the engine or the radio (reads left out).
+    static Calls engine_calls() {
+        Calls out;
+        for (const fake::GpsCall& c : G().calls) {
+            if (c.fn == "gpsclient_startFix" || c.fn == "gpsclient_stopFix" ||
+                (c.fn == "gpsclient_WPCAP" && c.op == 1)) {
+                out.push_back(c.fn == "gpsclient_WPCAP" ? "WPCAP=" + std::to_string(c.in[0])
+                                                        : c.fn.substr(10));
+            }
+        }
+        return out;
+    }
+    static void flags(int32_t gnss, int32_t nmea, int32_t session) {
+        g_gnssPortFlag = gnss;
+        g_nmeaPortFlag = nmea;
+        g_fixsionFlag = session;
+    }
+    // "$GPERR" reports, seen on the GNSS port.
+    std::vector<std::string> errors() {
+        std::vector<std::string> out;
+        for (const Report& r : reports()) {
+            out.push_back(r.text);
+        }
+        return out;
+    }
+};
+
+struct Sharing {
+    const char* what;
+    Answer (*op)();
+    int32_t radio, gnss, nmea, session;
+    Calls engine;
+    int32_t retenum;
+    int32_t gnss_after, nmea_after;
+};
+
+Answer run(AtHandler h, std::initializer_list<uint32_t> values) {
+    fake::RequestBytes req("^X");
+    for (uint32_t v : values) {
+        req.num(v);
+    }
+    return gnss_test::at_run(h, req);
+}
+Answer nmea_start() {
+    return run(AT_NMEA_StartFix, {1});
+}
+Answer nmea_stop() {
+    return run(AT_NMEA_StopFix, {1});
+}
+Answer gnss_start() {
+    return run(AT_NMEA_StartFix, {0});
+}
+Answer gnss_stop() {
+    return run(AT_NMEA_StopFix, {0});
+}
+Answer wpdgp() {
+    return gnss_test::at_set("^WPDGP", {});
+}
+Answer wpend() {
+    return gnss_test::at_set("^WPEND", {});
+}
+
+TEST_F(Control, EngineSharingBetweenThePorts) {
+    const Sharing cases[] = {
+        {"nmea start, all idle", nmea_start, 3, 0, 0, 0, {"startFix"}, 0, 0, 1},
+        {"nmea start, gnss port runs", nmea_start, 3, 1, 0, 0, {}, 0, 1, 1},
+        {"nmea start, session runs", nmea_start, 3, 0, 0, 1, {}, 0, 0, 1},
+        {"nmea start, radio off", nmea_start, 0, 0, 0, 0, {}, 0, 0, 1},
+        {"nmea start twice", nmea_start, 3, 0, 1, 0, {}, 94, 0, 1},
+        {"nmea stop, all idle", nmea_stop, 3, 0, 1, 0, {"stopFix"}, 0, 0, 0},
+        {"nmea stop, gnss port runs", nmea_stop, 3, 1, 1, 0, {}, 0, 1, 0},
+        {"nmea stop, not running", nmea_stop, 3, 0, 0, 0, {}, 95, 0, 0},
+        {"gnss start, all idle", gnss_start, 3, 0, 0, 0, {"startFix"}, 0, 1, 0},
+        {"gnss start, session runs", gnss_start, 3, 0, 0, 1, {"startFix"}, 0, 1, 0},
+        {"gnss start, nmea runs", gnss_start, 3, 0, 1, 0, {}, 0, 1, 1},
+        {"gnss start, radio off", gnss_start, 0, 0, 0, 0, {}, 0, 1, 0},
+        {"gnss start twice", gnss_start, 3, 1, 0, 0, {}, 94, 1, 0},
+        {"gnss stop, nmea runs", gnss_stop, 3, 1, 1, 0, {}, 0, 0, 1},
+        {"gnss stop, not running", gnss_stop, 3, 0, 0, 0, {}, 95, 0, 0},
+        {"gnss stop, session runs", gnss_stop, 3, 1, 0, 1, {"stopFix"}, 0, 0, 0},
+        {"^WPDGP asks nobody", wpdgp, 0, 0, 1, 1, {"startFix"}, 0, 1, 1},
+        {"^WPEND asks nobody", wpend, 0, 1, 1, 1, {"stopFix"}, 0, 0, 1},
+    };
+    for (const Sharing& c : cases) {
+        SCOPED_TRACE(c.what);
+        G().calls.clear();
+        G().radio(c.radio);
+        flags(c.gnss, c.nmea, c.session);
+        const Answer a = c.op();
+        EXPECT_EQ(engine_calls(), c.engine);
+        EXPECT_EQ(a.rsp.m_retenum, c.retenum);
+        EXPECT_EQ(a.text(), c.retenum == 0 ? "\r\nOK\r\n" : "");
+        EXPECT_EQ(a.ret, 0);
+        EXPECT_EQ(g_gnssPortFlag.load(), c.gnss_after);
+        EXPECT_EQ(g_nmeaPortFlag.load(), c.nmea_after);
+        EXPECT_EQ(g_fixsionFlag.load(), c.session);
+    }
+    EXPECT_TRUE(P().traced("the nmea port have started!\r\n"));
+    EXPECT_TRUE(P().traced("the gnss port have stoped!\r\n"));
+}
+
+TEST_F(Control, FailedEngineCallLeavesThePortFlag) {
+    struct Case {
+        const char* what;
+        Answer (*op)();
+        const char* fn;
+        int32_t err, flag_before, retenum;
+        std::atomic<int32_t>* flag;
+    } cases[] = {
+        {"nmea start", nmea_start, "gpsclient_startFix", 285, 0, 96, &g_nmeaPortFlag},
+        {"nmea stop", nmea_stop, "gpsclient_stopFix", 0, 1, 20, &g_nmeaPortFlag},
+        {"gnss start", gnss_start, "gpsclient_startFix", 276, 0, 88, &g_gnssPortFlag},
+        {"^WPDGP", wpdgp, "gpsclient_startFix", 281, 0, 92, &g_gnssPortFlag},
+        {"^WPEND", wpend, "gpsclient_stopFix", 287, 1, 97, &g_gnssPortFlag},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        G().standing.erase("gpsclient_startFix");
+        G().standing.erase("gpsclient_stopFix");
+        G().fail(c.fn, c.err);
+        flags(0, 0, 0);
+        c.flag->store(c.flag_before);
+        const Answer a = c.op();
+        EXPECT_EQ(a.rsp.m_retenum, c.retenum);
+        EXPECT_EQ(a.rsp.m_length, 0u);
+        EXPECT_EQ(c.flag->load(), c.flag_before);
+    }
+}
+
+TEST_F(Control, PortRequestChecks) {
+    EXPECT_EQ(run(AT_NMEA_StartFix, {1, 1}).rsp.m_retenum, 20);
+    EXPECT_EQ(run(AT_NMEA_StopFix, {}).rsp.m_retenum, 20);
+    EXPECT_TRUE(P().traced("too many params!\r\n"));
+    const Answer port2 = run(AT_NMEA_StartFix, {2});
+    EXPECT_EQ(port2.rsp.m_retenum, 92);
+    EXPECT_EQ(port2.ret, -1);
+    EXPECT_TRUE(P().traced("the port is error\r\n"));
+    EXPECT_TRUE(G().calls.empty());
+
+    G().fail("gpsclient_WPCAP", 276);
+    const Answer radio = run(AT_NMEA_StopFix, {0});
+    EXPECT_EQ(radio.rsp.m_retenum, 88);
+    EXPECT_EQ(radio.ret, -1);
+    EXPECT_EQ(G().names(), Calls{"gpsclient_WPCAP"});
+}
+
+TEST_F(Control, RadioSwitchStopsAndResumesWhoeverRan) {
+    struct Case {
+        const char* what;
+        int32_t state, gnss, nmea, session;
+        const char* failing;
+        int32_t ret;
+        Calls engine;
+    } cases[] = {
+        {"off, session open", 0, 0, 0, 1, nullptr, 0, {"stopFix", "WPCAP=0"}},
+        {"on, session open", 3, 0, 0, 1, nullptr, 0, {"WPCAP=3", "startFix"}},
+        {"off, nmea port", 0, 0, 1, 0, nullptr, 0, {"stopFix", "WPCAP=0"}},
+        {"off, idle", 0, 0, 0, 0, nullptr, 0, {"WPCAP=0"}},
+        {"on, idle", 3, 0, 0, 0, nullptr, 0, {"WPCAP=3"}},
+        {"off, stop fails: radio stays on", 0, 1, 0, 0, "gpsclient_stopFix", -1, {"stopFix"}},
+        {"on, radio fails: no start", 3, 1, 0, 0, "gpsclient_WPCAP", -1, {"WPCAP=3"}},
+        {"on, start fails", 3, 1, 0, 0, "gpsclient_startFix", -1, {"WPCAP=3", "startFix"}},
+        {"neither off nor on", 1, 1, 1, 1, nullptr, -1, {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        G().reset();
+        if (c.failing != nullptr) {
+            G().fail(c.failing, 276);
+        }
+        flags(c.gnss, c.nmea, c.session);
+        EXPECT_EQ(GNSS_IOCTRL_Gnss_Radio(c.state), c.ret);
+        EXPECT_EQ(engine_calls(), c.engine);
+        EXPECT_EQ(g_gnssPortFlag.load(), c.gnss);
+        EXPECT_EQ(g_nmeaPortFlag.load(), c.nmea);
+        EXPECT_EQ(g_fixsionFlag.load(), c.session);
+    }
+}
+
+TEST_F(Control, FixSessionStart) {
+    g_gnssPortFlag = 1;  // makes the "$GPERR" reports visible on port 54
+    G().on("gpsclient_freqAndInterval").out = {12, 60};
+    const uint32_t single = 1, tracking = 3, other = 2, interval = 5;
+    EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&other, &interval), -1);
+    EXPECT_TRUE(P().traced("GNSS_IOCTRL_Start_Fixsession error fixtype \r\n"));
+    EXPECT_TRUE(G().calls.empty());
+
+    EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&tracking, &interval), 0);
+    EXPECT_EQ(G().names(),
+              (Calls{"gpsclient_WPCAP", "gpsclient_sessionType", "gpsclient_freqAndInterval",
+                     "gpsclient_freqAndInterval", "gpsclient_startFix"}));
+    EXPECT_EQ(G().calls[1].in, std::vector<int32_t>{1});
+    EXPECT_EQ(G().calls[2].op, 2);
+    EXPECT_EQ(G().calls[3].op, 1);
+    EXPECT_EQ(G().calls[3].in, (std::vector<int32_t>{12, 5}));  // fixes unchanged
+    EXPECT_EQ(G().calls[3].count, 2);
+    EXPECT_EQ(g_fixsionFlag.load(), 1);
+
+    G().calls.clear();
+    g_nmeaPortFlag = 1;  // the NMEA port has the engine: no start
+    EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&single, &interval), 0);
+    EXPECT_EQ(G().names(), (Calls{"gpsclient_WPCAP", "gpsclient_sessionType"}));
+    EXPECT_EQ(G().calls[1].in, std::vector<int32_t>{0});
+    EXPECT_TRUE(reports().empty());
+}
+
+TEST_F(Control, FixSessionStartFailures) {
+    struct Case {
+        const char* what;
+        const char* failing;
+        int32_t err, nmea, ret, session_after;
+    } cases[] = {
+        {"session type refused", "gpsclient_sessionType", 285, 0, 285, 0},
+        {"engine already running for the NMEA port", "gpsclient_sessionType", 283, 1, 283, 1},
+        {"engine already running, not for the NMEA port", "gpsclient_sessionType", 283, 0, 283, 0},
+        {"interval read", "gpsclient_freqAndInterval", 282, 0, 282, 0},
+        {"engine start", "gpsclient_startFix", 280, 0, 280, 0},
+    };
+    const uint32_t tracking = 3, interval = 5;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        P().reset();
+        G().reset();
+        G().radio(GPS_RADIO_ON);
+        G().fail(c.failing, c.err);
+        flags(1, c.nmea, 0);
+        g_nmealoggingFlag = 1;
+        EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&tracking, &interval), c.ret);
+        EXPECT_EQ(g_fixsionFlag.load(), c.session_after);
+        const std::string err =
+            "\r\n$GPERR,b2," + std::to_string(c.err == 280 ? 4 : c.err) + ",* \r\n";
+        bool seen = false;
+        for (const Report& r : reports()) {
+            seen = seen || (r.port == 54 && r.text == err);
+        }
+        EXPECT_TRUE(seen);
+    }
+}
+
+TEST_F(Control, FixSessionStop) {
+    g_fixsionFlag = 1;
+    g_gnssPortFlag = 1;
+    g_nmealoggingFlag = 1;
+    G().fail("gpsclient_stopFix", 284);
+    EXPECT_EQ(GNSS_IOCTRL_Stop_Fixsession(), 284);
+    EXPECT_EQ(g_fixsionFlag.load(), 1);
+    EXPECT_EQ(errors(), std::vector<std::string>{"\r\n$GPERR,b2,284,* \r\n"});
+
+    G().reset();
+    G().radio(GPS_RADIO_ON);
+    g_nmeaPortFlag = 1;
+    EXPECT_EQ(GNSS_IOCTRL_Stop_Fixsession(), 0);
+    EXPECT_EQ(G().names(), Calls{"gpsclient_WPCAP"});
+    EXPECT_EQ(g_fixsionFlag.load(), 0);
+
+    G().fail("gpsclient_WPCAP", 276);
+    g_fixsionFlag = 1;
+    EXPECT_EQ(GNSS_IOCTRL_Stop_Fixsession(), -1);
+    EXPECT_EQ(g_fixsionFlag.load(), 1);
+}
+
+// One control operation: its client call and "$GPERR" on success and failure.
+struct Operation {
+    const char* what;
+    int32_t (*run)();
+    const char* fn;
+    std::vector<int32_t> in;  // the values the client gets; empty: no call at all
+    int32_t ret_ok;
+    const char* err_on_failure;  // "$GPERR" text when the call fails with 282, or ""
+    int32_t ret_failed;
+};
+
+template <uint32_t V>
+int32_t operate_mode() {
+    const uint32_t v = V;
+    return GNSS_IOCTRL_Set_Operate_Mode(&v);
+}
+template <uint32_t V>
+int32_t ni_allowed() {
+    const uint32_t v = V;
+    return GNSS_IOCTRL_SET_Ni_Allowed(&v);
+}
+template <uint32_t V>
+int32_t ni_time() {
+    const uint32_t v = V;
+    return GNSS_IOCTRL_Set_Nitime(&v);
+}
+template <uint8_t V>
+int32_t clear_aiding() {
+    const uint8_t v = V;
+    return GNSS_IOCTRL_ClearAgnssData(&v);
+}
+int32_t reset_engine() {
+    return IOCTRL_GPS_Reset_Engine();
+}
+
+TEST_F(Control, ControlOperations) {
+    const Operation cases[] = {
+        {"mode 2",
+         operate_mode<2>,
+         "gpsclient_operateMode",
+         {5},
+         0,
+         "\r\n$GPERR,bb,282,* \r\n",
+         282},
+        {"mode 4",
+         operate_mode<4>,
+         "gpsclient_operateMode",
+         {0},
+         0,
+         "\r\n$GPERR,bb,282,* \r\n",
+         282},
+        {"mode 1",
+         operate_mode<1>,
+         "gpsclient_operateMode",
+         {1},
+         0,
+         "\r\n$GPERR,bb,282,* \r\n",
+         282},
+        {"mode 3", operate_mode<3>, "gpsclient_operateMode", {}, -1, "", -1},
+        {"NI allow", ni_allowed<1>, "gpsclient_WNICT", {1, 31}, 0, "\r\n$GPERR,b9,282,* \r\n", 282},
+        {"NI allow 2", ni_allowed<2>, "gpsclient_WNICT", {}, 281, "", 281},
+        {"NI timer 255", ni_time<255>, "gpsclient_SET_NITIMER", {255}, 0, "", -1},
+        {"engine reset",
+         reset_engine,
+         "gpsclient_aidingData",
+         {4},
+         0,
+         "\r\n$GPERR,b4,282,* \r\n",
+         -1},
+        {"clear mode 1", clear_aiding<1>, "gpsclient_aidingData", {5}, 0, "", -1},
+        {"clear mode 2", clear_aiding<2>, "gpsclient_aidingData", {6}, 0, "", -1},
+        {"clear mode 3", clear_aiding<3>, "gpsclient_aidingData", {3}, 0, "", -1},
+        {"clear mode 4", clear_aiding<4>, "gpsclient_aidingData", {}, -1, "", -1},
+    };
+    g_gnssPortFlag = 1;
+    for (const Operation& c : cases) {
+        for (bool fail : {false, true}) {
+            SCOPED_TRACE(std::string(c.what) + (fail ? ", failing" : ""));
+            P().reset();
+            G().reset();
+            g_NiReqId = 31;
+            if (fail) {
+                G().fail(c.fn, 282);
+            }
+            EXPECT_EQ(c.run(), fail ? c.ret_failed : c.ret_ok);
+            if (c.in.empty()) {
+                EXPECT_TRUE(G().calls.empty());
+                continue;
+            }
+            ASSERT_EQ(G().count(c.fn), 1u);
+            EXPECT_EQ(G().last(c.fn)->in, c.in);
+            const std::string err = fail ? c.err_on_failure : "";
+            EXPECT_EQ(errors(),
+                      err.empty() ? std::vector<std::string>{} : std::vector<std::string>{err});
+        }
+    }
+    P().reset();
+    G().fail("gpsclient_aidingData", 282);
+    clear_aiding<1>();
+    EXPECT_TRUE(P().traced("GNSS_IOCTRL_ClearAgnssData: Clear aiding data failed!\r\n"));
+}
+
+TEST_F(Control, RefusedValuesAreReportedAndLeaveTheState) {
+    g_gnssPortFlag = 1;
+    g_NiTimer = 17;
+    const uint32_t timer = 256;
+    EXPECT_EQ(GNSS_IOCTRL_Set_Nitime(&timer), 281);
+    EXPECT_EQ(g_NiTimer.load(), 17);
+    const uint32_t logging = 2;
+    EXPECT_EQ(GNSS_IOCTRL_Set_NMEAlogging_Mode(&logging), -1);
+    EXPECT_EQ(g_nmealoggingFlag.load(), 0);
+    EXPECT_EQ(errors(),
+              (std::vector<std::string>{"\r\n$GPERR,ba,281,* \r\n", "\r\n$GPERR,bd,281,* \r\n"}));
+    EXPECT_TRUE(G().calls.empty());
+
+    const uint32_t on = 1;
+    EXPECT_EQ(GNSS_IOCTRL_Set_NMEAlogging_Mode(&on), 0);
+    EXPECT_EQ(g_nmealoggingFlag.load(), 1);
+    // A timer the client refuses is kept all the same.
+    G().fail("gpsclient_SET_NITIMER", 0);
+    const uint32_t t = 40;
+    EXPECT_EQ(GNSS_IOCTRL_Set_Nitime(&t), -1);
+    EXPECT_EQ(g_NiTimer.load(), 40);
+}
+
+TEST_F(Control, ServerAddressAndAgnssVersion) {
+    g_gnssPortFlag = 1;
+    EXPECT_EQ(IOCTRL_GPS_SetGNSSAddr("supl.example.net:7275", 21), 0);
+    EXPECT_EQ(G().last("gpsclient_WPURL")->text, "supl.example.net:7275");
+    EXPECT_EQ(G().last("gpsclient_WPURL")->length, 21);
+    EXPECT_EQ(IOCTRL_GPS_SetGNSSAddr(nullptr, 3), -1);
+    G().fail("gpsclient_WPURL", 279);
+    EXPECT_EQ(IOCTRL_GPS_SetGNSSAddr("x", 1), -1);
+
+    G().on("gpsclient_AGNSSCFG").out = {1, 2, 1, 1};
+    EXPECT_EQ(IOCTRL_GPS_SetAGNSSVer(2), 0);
+    EXPECT_EQ(G().calls.back().op, 1);
+    EXPECT_EQ(G().calls.back().in, (std::vector<int32_t>{1, 2, 2, 1}));
+    G().then("gpsclient_AGNSSCFG", {});
+    G().then("gpsclient_AGNSSCFG", {0, 277, {}, {}});
+    EXPECT_EQ(IOCTRL_GPS_SetAGNSSVer(1), -1);
+    G().fail("gpsclient_AGNSSCFG", 278);
+    EXPECT_EQ(IOCTRL_GPS_SetAGNSSVer(1), -1);
+    EXPECT_EQ(errors(),
+              (std::vector<std::string>{"\r\n$GPERR,bc,279,* \r\n", "\r\n$GPGNSSVER,2,*\r\n",
+                                        "\r\n$GPERR,b6,277,* \r\n", "\r\n$GPERR,b6,278,* \r\n"}));
+}
+
+}  // namespace

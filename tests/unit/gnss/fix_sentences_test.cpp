@@ -1,0 +1,165 @@
+// Fix sentences built from real-looking NMEA epochs while a fix session is open.
+#include <cstdio>
+#include <vector>
+
+#include "gnss_fixture.h"
+
+namespace {
+
+using gnss_test::GnssTest;
+using gnss_test::Report;
+
+// "$<body>*<checksum>\r\n".
+std::string sentence(const std::string& body) {
+    unsigned sum = 0;
+    for (char c : body) {
+        sum ^= static_cast<unsigned char>(c);
+    }
+    char tail[8];
+    snprintf(tail, sizeof tail, "*%02X\r\n", sum);
+    return "$" + body + tail;
+}
+
+class FixSentences : public GnssTest {
+  protected:
+    void SetUp() override {
+        GnssTest::SetUp();
+        g_fixsionFlag = 1;
+    }
+    // Reports of the GNSS side only (the fix sentences).
+    std::vector<std::string> fixes(uint32_t port = 54) {
+        std::vector<std::string> out;
+        for (const Report& r : reports()) {
+            EXPECT_EQ(r.port, port) << r.text;
+            out.push_back(r.text);
+        }
+        return out;
+    }
+};
+
+using Texts = std::vector<std::string>;
+
+TEST_F(FixSentences, EachGsvOfAGroupGivesItsOwnSatelliteList) {
+    nmea(sentence("GPGSV,3,1,10,10,63,137,17,07,61,098,15,05,59,290,20,08,54,157,30"), 7);
+    nmea(sentence("GPGSV,3,2,10,02,39,223,19,13,28,070,17,26,23,252,,04,14,186,14"), 7);
+    nmea("$GPGSV,3,3,10,21,45,120,38,22,10,300,*", 7);
+    EXPECT_EQ(fixes(),
+              (Texts{
+                  "$GPFIXSL,10,10,63,137,17,07,61,098,15,05,59,290,20,08,54,157,30,*  \r\n",
+                  "$GPFIXSL,10,02,39,223,19,13,28,070,17,26,23,252,,04,14,186,14,*  \r\n",
+                  "$GPFIXSL,10,21,45,120,38,22,10,300,,,,,,,,,,*  \r\n",
+              }));
+}
+
+TEST_F(FixSentences, FixWaitsForItsSpeedValues) {
+    nmea(sentence("GPGGA,092750.000,3356.4512,S,15112.3321,W,1,08,1.03,61.7,M,55.2,M,,"), 5000);
+    EXPECT_TRUE(P().sent.empty());
+
+    nmea(sentence("GPZQLOC,3.2,12.5,0.8"), 5100);
+    nmea(sentence("GPZQLOC,,13.0,x"), 5200);  // speed2 unreadable: the old one stays
+    nmea(sentence("GPGGA,092751.000,,,,,0,00,,,M,,M,,"), 6000);
+    nmea(sentence("GPZQLOC,,14.0,1.0"), 6100);
+    EXPECT_EQ(fixes(), (Texts{
+                           "$GPFIXBD,5000,1,-3356.4512,-15112.3321,61.7,12.5,0.8*  \r\n",
+                           "$GPFIXAD,,,,3.2*  \r\n",
+                           "$GPFIXBD,5000,1,-3356.4512,-15112.3321,61.7,13.0,0.8*  \r\n",
+                           "$GPFIXBD,6000,0,,,,,*  \r\n",
+                       }));
+    EXPECT_TRUE(P().traced("get speed failed !\r\n"));
+}
+
+TEST_F(FixSentences, QualityFieldDecidesWhetherTheFixWaits) {
+    const std::pair<const char*, bool> cases[] = {
+        {"1", true},   {" 1", true}, {"\t2", true}, {"6", true},   {"0", false},
+        {" 0", false}, {"", false},  {" ", false},  {"\r", false},
+    };
+    for (const auto& [quality, valid] : cases) {
+        SCOPED_TRACE(quality);
+        P().reset();
+        nmea(sentence(std::string("GPGGA,1,5321.6802,N,00630.3372,E,") + quality + ",8,1,9.5,M"),
+             1);
+        const std::string now =
+            std::string("$GPFIXBD,1,") + quality + ",5321.6802,00630.3372,9.5,,*  \r\n";
+        EXPECT_EQ(fixes(), valid ? Texts{} : Texts{now});
+        nmea(sentence("GPZQLOC,,0.5,0.1"), 2);
+        EXPECT_EQ(P().sent.size(), 1u);
+    }
+}
+
+TEST_F(FixSentences, DopValuesComeFromTheLastGsa) {
+    nmea(sentence("GPGSA,A,3,10,07,05,02,29,04,08,13,,,,,1.72,1.03,1.38"));
+    nmea(sentence("GPZQLOC,2.5,0.0,0.0"));
+    nmea(sentence("GPZQLOC,abc,0.0,0.0"));  // no extension value: no sentence
+    nmea(sentence("GPGSA,A,3,10,07,,,,,,,,,,,1.7234567890,2,"));
+    nmea(sentence("GPZQLOC,-1e3x,0.0,0.0"));
+    EXPECT_EQ(fixes(),
+              (Texts{"$GPFIXAD,1.72,1.03,1.38,2.5*  \r\n", "$GPFIXAD,1.723456,2,,-1e3*  \r\n"}));
+}
+
+TEST_F(FixSentences, WholeEpochOnBothSides) {
+    g_nmeaPortFlag = 1;  // the session copies the raw sentences to the NMEA port
+    const Texts epoch = {
+        sentence("GPGGA,092750.000,5321.6802,N,00630.3372,W,1,8,1.03,61.7,M,55.2,M,,"),
+        sentence("GPGSA,A,3,10,07,05,02,29,04,08,13,,,,,1.72,1.03,1.38"),
+        sentence("GPGSV,1,1,03,10,63,137,17,07,61,098,15,05,59,290,20"),
+        sentence("GPRMC,092750.000,A,5321.6802,N,00630.3372,W,0.02,31.66,280511,,,A"),
+        sentence("GPZQLOC,1.4,0.02,0.01"),
+    };
+    for (const std::string& s : epoch) {
+        nmea(s, 1306575270000);
+    }
+    EXPECT_EQ(reports(), (std::vector<Report>{
+                             {55, epoch[0]},
+                             {55, epoch[1]},
+                             {54, "$GPFIXSL,03,10,63,137,17,07,61,098,15,05,59,290,20,,,,,*  \r\n"},
+                             {55, epoch[2]},
+                             {55, epoch[3]},
+                             {54,
+                              "$GPFIXBD,1306575270000,1,5321.6802,-00630.3372,61.7,0.02,"
+                              "0.01*  \r\n"},
+                             {54, "$GPFIXAD,1.72,1.03,1.38,1.4*  \r\n"},
+                         }));
+}
+
+TEST_F(FixSentences, OnlyWhileASessionIsOpen) {
+    g_fixsionFlag = 0;
+    g_gnssPortFlag = 1;
+    const std::string gga = sentence("GPGGA,1,,,,,0,0,,,M,,M,,");
+    nmea(gga);
+    EXPECT_EQ(reports(), (std::vector<Report>{{54, gga}}));
+}
+
+TEST_F(FixSentences, SinglePortConfiguration) {
+    g_PortCfg = 1;
+    nmea(sentence("GPGGA,1,,,,,0,0,,,M,,M,,"), 3);
+    EXPECT_EQ(fixes(6), Texts{"$GPFIXBD,3,0,,,,,*  \r\n"});
+}
+
+TEST_F(FixSentences, OversizedSentencesAreCutNeverOverrun) {
+    // Fields longer than 49 characters, values longer than their slots, more
+    // than 50 fields.
+    const std::string f70(70, '7');
+    std::string gsv = "$GPGSV,1,1," + f70 + ",12345678901";
+    for (int i = 0; i < 60; ++i) {
+        gsv += ",1";
+    }
+    nmea(gsv + "*", 1);
+    nmea("$GPGGA,1," + std::string(60, '4') + ",S,1,E,1,8,1," + std::string(30, '9') + ",M*", 2);
+    nmea("$GPZQLOC,," + std::string(40, '5') + ",1*", 3);
+    EXPECT_EQ(fixes(),
+              (Texts{"$GPFIXSL,777777777,123456789,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,*  \r\n",
+                     "$GPFIXBD,2,1,-" + std::string(18, '4') + ",1," + std::string(19, '9') + "," +
+                         std::string(19, '5') + ",1*  \r\n"}));
+
+    P().reset();
+    // The '*' only past the 254 characters that are looked at.
+    nmea("$GPGGA,1,,,,,0" + std::string(300, ',') + "*", 4);
+    // Text without a NUL, exactly as long as the length says.
+    const std::string raw = "$GPGGA,1,,,,,0,0,,,M,,M,,*";
+    std::vector<char> buf(raw.begin(), raw.end());
+    AT_nmea_cb(5, buf.data(), static_cast<int32_t>(buf.size()));
+    EXPECT_EQ(fixes(), Texts{"$GPFIXBD,5,0,,,,,*  \r\n"});
+    EXPECT_TRUE(P().traced("GNSS_IOCTRL_Getfixdata ynema is  NULL \r\n"));
+}
+
+}  // namespace

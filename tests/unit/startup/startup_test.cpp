@@ -1,0 +1,249 @@
+// Start-up order, its failure paths, the channel's set-up failures, and the routing of module 58's events.
+// The GNSS client, the adapters' inits and the socket calls are wrapped at link time, so the
+// order in which tandrel_main and the netlink loop make them can be observed.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "at_kernel.h"
+#include "fake_platform.h"
+#include "gpsclient.h"
+#include "nl_channel.h"
+#include "request_builder.h"
+#include "tandrel_adapters.h"
+#include "tandrel_core.h"
+#include "tandrel_main.h"
+
+namespace {
+
+struct Wraps {
+    std::vector<std::string> order;       // wrapped calls as they came
+    size_t platform_calls_at_gps = 0;     // fake platform calls made before gpsclient_init
+    int32_t recorder_result = 0;
+    int socket_fd = -1;                   // socket's result (-1: fails)
+    int bind_errno = 0;                   // 0: bind succeeds
+    std::vector<int> closed;
+};
+Wraps g_wraps;
+
+constexpr int kFakeFd = 777;
+
+}  // namespace
+
+extern "C" {
+int32_t __real_gpsclient_init(GpsClientCallbacks* callbacks);
+int __real_close(int fd);
+
+int32_t __wrap_gpsclient_init(GpsClientCallbacks* callbacks) {
+    g_wraps.order.push_back("gpsclient_init");
+    g_wraps.platform_calls_at_gps = fake::platform().calls.size();
+    return __real_gpsclient_init(callbacks);
+}
+int32_t __wrap__Z15at_ipstack_initv() {
+    g_wraps.order.push_back("ipstack");
+    return 0;
+}
+int32_t __wrap__Z11at_tts_initv() {
+    g_wraps.order.push_back("tts");
+    return -1;  // a failing adapter does not stop the others
+}
+int32_t __wrap__Z14at_update_initv() {
+    g_wraps.order.push_back("update");
+    return 0;
+}
+int32_t __wrap__Z16at_recorder_initv() {
+    g_wraps.order.push_back("recorder");
+    return g_wraps.recorder_result;
+}
+int __wrap_socket(int, int, int) {
+    g_wraps.order.push_back("socket");
+    errno = EPROTONOSUPPORT;
+    return g_wraps.socket_fd;
+}
+int __wrap_bind(int, const sockaddr*, socklen_t) {
+    g_wraps.order.push_back("bind");
+    errno = g_wraps.bind_errno;
+    return g_wraps.bind_errno == 0 ? 0 : -1;
+}
+int __wrap_close(int fd) {
+    if (fd == kFakeFd) {
+        g_wraps.closed.push_back(fd);
+        return 0;
+    }
+    return __real_close(fd);
+}
+}  // extern "C"
+
+namespace {
+
+class Startup : public fake::PlatformTest {
+protected:
+    void SetUp() override {
+        PlatformTest::SetUp();
+        g_wraps = Wraps{};
+        g_user_fd = -1;
+    }
+    std::vector<std::string> traces_at(uint32_t level) {
+        std::vector<std::string> out;
+        for (const fake::Trace& t : P().traces) {
+            if (t.level == level) out.push_back(t.text);
+        }
+        return out;
+    }
+};
+
+using Order = std::vector<std::string>;
+
+TEST_F(Startup, BusThenGnssClientThenAdaptersThenSocket) {
+    tandrel_netlink_msg_process();
+    EXPECT_EQ(g_wraps.order, (Order{"gpsclient_init", "ipstack", "tts", "update", "recorder", "socket"}));
+    ASSERT_EQ(g_wraps.platform_calls_at_gps, 2u);
+    EXPECT_EQ(P().calls[0], "init_notify");
+    EXPECT_EQ(P().calls[1], "register_notify_handler:58");
+    ASSERT_EQ(P().registered.size(), 1u);
+    EXPECT_EQ(P().registered[0].first, &tandrel_notify_handler);
+    EXPECT_EQ(P().registered[0].second, &tandrel_event_dispatch);
+    const GpsClientCallbacks& cb = fake::services().gps_callbacks;
+    EXPECT_EQ(cb.status_cb, &AT_status_cb);
+    EXPECT_EQ(cb.nmea_cb, &AT_nmea_cb);
+    EXPECT_EQ(cb.nipara_cb, &AT_nipara_cb);
+    EXPECT_EQ(P().traces.front().text, "tandrel_netlink_msg_process enter!!\r\n");
+    EXPECT_EQ(traces_at(2), (Order{"tandrel_netlink_msg_process Create socket failed."}));
+}
+
+TEST_F(Startup, BusFailureSkipsTheServicesButNotTheSocket) {
+    const struct {
+        const char* what;
+        int32_t init, reg;
+        bool services;
+        const char* trace;
+    } cases[] = {
+        {"init_notify -1", -1, 0, false, "tandrel_main init_notify ERROR\n"},
+        {"init_notify other than -1", -2, 0, true, nullptr},
+        {"register negative", 0, -1, false, "tandrel_main register_notify_ret error.\n"},
+        {"register positive", 0, 1, true, nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        P().reset();
+        g_wraps = Wraps{};
+        P().init_notify_result = c.init;
+        P().register_result = c.reg;
+        tandrel_netlink_msg_process();
+        EXPECT_EQ(g_wraps.order.back(), "socket");
+        EXPECT_EQ(g_wraps.order.size(), c.services ? 6u : 1u);
+        if (c.trace != nullptr) {
+            EXPECT_TRUE(P().traced(c.trace));
+            EXPECT_EQ(traces_at(2).front(), c.trace);
+        }
+    }
+}
+
+TEST_F(Startup, RecorderFailureIsTraced) {
+    for (int32_t result : {0, 1, -1}) {
+        SCOPED_TRACE(result);
+        P().reset();
+        g_wraps = Wraps{};
+        g_wraps.recorder_result = result;
+        tandrel_main();
+        const std::vector<std::string> errors = traces_at(2);
+        if (result == 0) {
+            EXPECT_TRUE(errors.empty());
+            continue;
+        }
+        ASSERT_EQ(errors.size(), 1u);
+        const std::string& t = errors[0];
+        EXPECT_EQ(t.rfind("TANDRELMAIN.C ", 0), 0u) << t;
+        EXPECT_EQ(t.substr(t.size() - 17), ">Recorder_Init_F\n") << t;
+        EXPECT_GT(std::stoi(t.substr(14)), 0) << "the source line";
+    }
+}
+
+TEST_F(Startup, BindFailureTracesByErrnoAndClosesTheSocket) {
+    const struct {
+        int err;
+        Order traces;
+    } cases[] = {
+        {EFAULT,
+         {"addr points outside the user\xA1\xAFs accessible address space.\n",
+          "tandrel_netlink_msg_process bind failed. fd = 777"}},
+        {EADDRINUSE, {}},
+        {-5, {"tandrel_netlink_msg_process bind failed. fd = 777"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.err);
+        P().reset();
+        g_wraps = Wraps{};
+        g_wraps.socket_fd = kFakeFd;
+        g_wraps.bind_errno = c.err;
+        tandrel_netlink_msg_process();
+        EXPECT_EQ(traces_at(2), c.traces);
+        EXPECT_EQ(g_wraps.closed, (std::vector<int>{kFakeFd}));
+        EXPECT_EQ(g_user_fd, -1) << "no channel";
+    }
+}
+
+TEST_F(Startup, NoMemoryForTheRegistrationClosesTheChannel) {
+    g_wraps.socket_fd = kFakeFd;
+    P().fail_alloc_at = 1;
+    tandrel_netlink_msg_process();
+    EXPECT_EQ(traces_at(2), (Order{"tandrel_netlink_msg_process malloc failed."}));
+    EXPECT_TRUE(P().traced("tandrel_netlink_msg_process cmdtbl_len = 5313, final_len = 10240\r\n"));
+    EXPECT_EQ(P().calls.back(), "boot_check_update_info") << "checked once the socket is bound";
+    EXPECT_EQ(g_wraps.closed, (std::vector<int>{kFakeFd}));
+    EXPECT_EQ(g_user_fd, -1);
+}
+
+class EventRouting : public fake::PlatformTest {};
+
+TEST_F(EventRouting, RequestEventIsDispatchedAndAnswered) {
+    fake::RequestBytes r("^WPQOS", 1);
+    r.magic(0x1234ABCD);
+    EXPECT_EQ(tandrel_event_dispatch(58001, r.size(), reinterpret_cast<uintptr_t>(r.data())), 0);
+    ASSERT_EQ(P().sent.size(), 1u);
+    EXPECT_EQ(P().last_sent().size, 25u);
+    EXPECT_EQ(P().last_sent().record().m_retenum, 20);
+    EXPECT_EQ(P().last_sent().record().m_magic, 0x1234ABCDu);
+}
+
+TEST_F(EventRouting, HeartbeatTimerCodes) {
+    const struct {
+        uint32_t code;
+        int32_t result;
+        std::vector<std::string> calls;
+        const char* trace;
+    } cases[] = {
+        {12, 0, {"ipstack_hbecat_main"}, "\r\n this is  hbe timer start1  12 \r\n"},
+        {13, 77, {"ipstack_hbe_maxtime"}, "\r\n this is  hbe MAXtimer 13 \r\n"},
+        {14, 0, {"ipstack_hbecat_main"}, "\r\n this is  one time hbe start 14 \r\n"},
+        {15, -1, {}, "\r\n this is  not hbe timer 15 \r\n"},
+        {0, -1, {}, "\r\n this is  not hbe timer 0 \r\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.code);
+        P().reset();
+        fake::services().reset();
+        fake::services().hbe_maxtime_result = 77;
+        EXPECT_EQ(tandrel_event_dispatch(58014, c.code, 0), c.result);
+        EXPECT_EQ(fake::services().calls, c.calls);
+        EXPECT_TRUE(P().traced(c.trace));
+        if (c.code == 13) {
+            EXPECT_EQ(fake::services().hbe_maxtime_arg, 3);
+        }
+    }
+}
+
+TEST_F(EventRouting, EventsWithoutAHandlerAnswerMinusOneAndCallNothing) {
+    fake::RequestBytes r("^WPQOS", 1);
+    for (uint32_t event : {0u, 57999u, 58000u, 58016u, 59001u, 0xFFFFFFFFu}) {
+        SCOPED_TRACE(event);
+        EXPECT_EQ(tandrel_event_dispatch(event, r.size(), reinterpret_cast<uintptr_t>(r.data())), -1);
+    }
+    EXPECT_TRUE(P().sent.empty());
+    EXPECT_TRUE(fake::services().calls.empty());
+}
+
+}  // namespace
