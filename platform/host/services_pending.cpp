@@ -1,9 +1,7 @@
 // Service calls the host does not simulate yet: each says so and gives a neutral result.
 // A simulated service removes its functions from this file when it lands.
 #include "gpsclient.h"
-#include "ipstack.h"
 #include "module_info.h"
-#include "online_update.h"
 #include "recorder.h"
 #include "tts.h"
 #include "xmodem.h"
@@ -14,121 +12,6 @@ extern "C" {
 // No GNSS client runs, so the callbacks are never called. 0: not started.
 int32_t gpsclient_init(GpsClientCallbacks* /*callbacks*/) {
     TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "GNSS client not simulated: callbacks not taken\n");
-    return 0;
-}
-
-void ipstack_hbecat_main(void) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "IP stack not simulated: no heartbeat sent\n");
-}
-
-int32_t ipstack_hbe_maxtime(int32_t arg) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "IP stack not simulated: heartbeat maximum time %d ignored\n",
-                      arg);
-    return 0;
-}
-
-int32_t boot_check_update_info(void) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO, "update service not simulated: no update state to check\n");
-    return 0;
-}
-
-
-// The IP stack's AT entry points: every command fails without a number.
-#define TANDREL_IPSTACK_PENDING(name)                                                       \
-    int32_t name(AtRequest*, AtResponse*) {                                                 \
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "IP stack not simulated: " #name "\n"); \
-        return 0;                                                                           \
-    }
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipinit_cmd)
-TANDREL_IPSTACK_PENDING(IpstackAtExecIpinitexCmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_hbeact_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_hbecont_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_hbecontdata_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipclose_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipopen_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_iplisten_cmd)
-TANDREL_IPSTACK_PENDING(IpstackAtExecIpDnsCfgCmd)
-TANDREL_IPSTACK_PENDING(IpStackAtExecIpListenExCmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipsend_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipsendex_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipentrans_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipflowq_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipcfl_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_smtpcmd_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_httpcmd_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ftpcmd_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_iprcv_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ipopt_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslen_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslmng_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslcfg_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslstat_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslo_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslc_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_ssltx_cmd)
-TANDREL_IPSTACK_PENDING(ipstack_at_exec_sslrx_cmd)
-
-int32_t ipstack_at_abort_at_cmd(void) { return 0; }
-void ipstack_reset_ssl_enable_status(void) {}
-void reset_http_sock_type(void) {}
-int32_t ipstack_get_at_errornum(uint32_t) { return 0; }
-void ipstack_at_set_cme_error(uint32_t, char*, int32_t) {}
-
-// The online update service: every call fails.
-int32_t online_update_get_opration_mode(FotaModeRecord*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_get_opration_mode\n");
-    return 0;
-}
-int32_t online_update_set_opration_mode(const FotaModeRecord*, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_set_opration_mode\n");
-    return 0;
-}
-int32_t online_update_get_connect_para(FotaConnectPara*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_get_connect_para\n");
-    return 0;
-}
-int32_t online_update_set_connect_para(const FotaConnectPara*, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_set_connect_para\n");
-    return 0;
-}
-int32_t online_update_check_new_version(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_check_new_version\n");
-    return 0;
-}
-int32_t online_update_download_new_version(uint32_t, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_download_new_version\n");
-    return 0;
-}
-int32_t online_update_download_new_version_ex(const char*, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_download_new_version_ex\n");
-    return 0;
-}
-int32_t online_update_installer_new_version(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_installer_new_version\n");
-    return 0;
-}
-int32_t online_update_query_update_state(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_query_update_state\n");
-    return 0;
-}
-int32_t online_update_check_download_progress(FotaDownloadProgress*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_check_download_progress\n");
-    return 0;
-}
-int32_t online_update_sms_fota_policy(uint32_t, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_sms_fota_policy\n");
-    return 0;
-}
-int32_t online_update_query_fotasms_policy(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_query_fotasms_policy\n");
-    return 0;
-}
-int32_t online_update_set_sms_fota_auto_download_state(uint32_t, uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_set_sms_fota_auto_download_state\n");
-    return 0;
-}
-int32_t online_update_query_sms_fota_auto_download_state(uint32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "update service not simulated: online_update_query_sms_fota_auto_download_state\n");
     return 0;
 }
 
