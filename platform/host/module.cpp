@@ -1,18 +1,32 @@
-// Host module queries and start-up helpers: module type, pid file, application status.
+// Host module queries and start-up helpers: module type, software version, pid file, application status.
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "host_env.h"
 #include "module_info.h"
+#include "osa.h"
 #include "tandrel_trace.h"
 
 extern "C" int32_t GetM2MType(void) {
     int64_t type = 0;
     host_env_number("TANDREL_M2M_TYPE", INT32_MIN, INT32_MAX, &type);
     return static_cast<int32_t>(type);
+}
+
+// The host's software version; the text starts at byte 2 of the 66-byte
+// buffer.
+extern "C" int32_t AT_Cgmr(char* version) {
+    constexpr size_t kVersionBuf = 66;
+    if (version == nullptr) {
+        return -1;
+    }
+    memset(version, 0, kVersionBuf);
+    strncpy_s(version + 2, kVersionBuf - 2, "TANDREL-HOST-1.0", kVersionBuf - 3);
+    return 0;
 }
 
 // Written to a temporary file and renamed, so a reader never sees half a pid.

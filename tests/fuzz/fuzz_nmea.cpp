@@ -50,7 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t* end = data + size;
     int64_t timestamp = 0;
     while (p < end) {
-        const uint8_t* nl = static_cast<const uint8_t*>(memchr(p, '\n', static_cast<size_t>(end - p)));
+        const uint8_t* nl =
+            static_cast<const uint8_t*>(memchr(p, '\n', static_cast<size_t>(end - p)));
         const uint8_t* stop = nl != nullptr ? nl + 1 : end;
         const size_t n = static_cast<size_t>(stop - p);
         // The text exactly as long as it is (no NUL), unless the length

@@ -18,7 +18,8 @@ struct GpsCall {
     int32_t op = 0;           // operation code; 0 for calls without one
     std::vector<int32_t> in;  // the values pointed to at the call (AGNSSCFG: its four words)
     int32_t count = 0;        // gpsclient_freqAndInterval's fifth argument
-    std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed
+    std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed;
+                              // record calls (TLSCFG, chunks, injections): the record's bytes
     int32_t length = 0;       // and the length passed with them
     bool err_null = false;    // the error-word pointer was null
 };
@@ -28,7 +29,8 @@ struct GpsReply {
     int32_t result = 1;        // 0 = failure
     int32_t err = 0;           // written to the error word on failure
     std::vector<int32_t> out;  // written to the values on success; empty leaves them
-    std::string text;          // gpsclient_WPURL get: the address written
+    std::string text;          // gpsclient_WPURL get: the address written; record calls: bytes
+                               // written over the record's start on success
 };
 
 struct GpsClient {

@@ -16,25 +16,13 @@ TEST(FotaParseUint, DigitsBlanksBasesAndOverflow) {
         int32_t result;
         uint32_t value;
     } cases[] = {
-        {"0", 10, 0, 0},
-        {" 1 ", 10, 0, 1},
-        {"1 2", 10, 0, 12},
-        {"", 10, 1, 0},
-        {"   ", 10, 1, 0},
-        {"1a", 10, 2, 0},
-        {"1a", 16, 0, 26},
-        {"fF", 16, 0, 255},
-        {"z", 36, 0, 35},
-        {"2", 2, 2, 0},
-        {"-1", 10, 2, 0},
-        {"+1", 10, 2, 0},
-        {"4294967295", 10, 0, UINT32_MAX},
-        {"4294967296", 10, 2, 0},
-        {"99999999999", 10, 2, 0},
-        {"ffffffff", 16, 0, UINT32_MAX},
-        {"100000000", 16, 2, 0},
-        {"1", 1, 2, 0},
-        {"1", 37, 2, 0},
+        // clang-format off
+        {"0", 10, 0, 0}, {" 1 ", 10, 0, 1}, {"1 2", 10, 0, 12}, {"", 10, 1, 0}, {"   ", 10, 1, 0},
+        {"1a", 10, 2, 0}, {"1a", 16, 0, 26}, {"fF", 16, 0, 255}, {"z", 36, 0, 35}, {"2", 2, 2, 0},
+        {"-1", 10, 2, 0}, {"+1", 10, 2, 0}, {"4294967295", 10, 0, UINT32_MAX},
+        {"4294967296", 10, 2, 0}, {"99999999999", 10, 2, 0}, {"ffffffff", 16, 0, UINT32_MAX},
+        {"100000000", 16, 2, 0}, {"1", 1, 2, 0}, {"1", 37, 2, 0},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.text) + " base " + std::to_string(c.base));
@@ -53,9 +41,10 @@ TEST(FotaQuotes, OnlyOneWholeQuotedTextIsStripped) {
         int32_t ok;
         std::string out;
     } cases[] = {
-        {"\"abc\"", 1, "abc"}, {"\"\"", 1, ""},           {"abc", 0, ""}, {"\"abc", 0, ""},
-        {"\"ab\"c", 0, ""},    {"\"a\"\"", 0, ""},        {"\"", 0, ""},  {"", 0, ""},
-        {"a\"b\"", 0, ""},     {"\" a,b \"", 1, " a,b "},
+        // clang-format off
+        {"\"abc\"", 1, "abc"}, {"\"\"", 1, ""}, {"abc", 0, ""}, {"\"abc", 0, ""}, {"\"ab\"c", 0, ""},
+        {"\"a\"\"", 0, ""}, {"\"", 0, ""}, {"", 0, ""}, {"a\"b\"", 0, ""}, {"\" a,b \"", 1, " a,b "},
+        // clang-format on
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.in);
@@ -82,22 +71,12 @@ TEST(FotaQuotes, LengthMustMatchAndUnterminatedTextIsNotOverread) {
 
 TEST(FotaApn, LettersDigitsDashAndDotWithAlnumEnds) {
     const std::pair<std::string, int32_t> cases[] = {
-        {"internet", 1},
-        {"a.b.c", 1},
-        {"Web-1", 1},
-        {"-", 1},
-        {".", 1},
-        {"x", 1},
-        {"-web", 0},
-        {"web.", 0},
-        {"my_apn", 0},
-        {"my apn", 0},
-        {"a-", 0},
-        {"1.2", 1},
-        {"\xe9t\xe9", 0},
+        // clang-format off
+        {"internet", 1}, {"a.b.c", 1}, {"Web-1", 1}, {"1.2", 1}, {"-", 1}, {".", 1}, {"x", 1},
+        {"-web", 0}, {"web.", 0}, {"a-", 0}, {"my_apn", 0}, {"my apn", 0}, {"\xe9t\xe9", 0},
         {std::string(99, 'a'), 1},
-        // Only the first 99 characters are looked at.
-        {std::string(99, 'a') + "_", 1},
+        {std::string(99, 'a') + "_", 1},  // only the first 99 characters are looked at
+        // clang-format on
     };
     for (const auto& [apn, ok] : cases) {
         EXPECT_EQ(update_at_check_apn(apn.c_str()), ok) << apn;

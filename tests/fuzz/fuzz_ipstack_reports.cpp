@@ -1,0 +1,68 @@
+// Any bytes as one IP stack event record through notify module 62's callbacks and report builders.
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+#include "fake_platform.h"
+#include "ipstack.h"
+#include "ipstackatapi/ipstack_at_handlers.h"
+
+namespace {
+
+struct Event {
+    uint32_t id;
+    size_t record_size;
+};
+
+constexpr Event kEvents[] = {
+    {IPSTACK_EVT_LINK_STATE, sizeof(IpstackStateEvent)},
+    {IPSTACK_EVT_SERVER_STATE, sizeof(IpstackStateEvent)},
+    {IPSTACK_EVT_DATA_ARRIVAL, sizeof(IpstackArrivalEvent)},
+    {IPSTACK_EVT_DATA, sizeof(IpstackDataEvent)},
+    {IPSTACK_EVT_LATE_RESULT, sizeof(IpstackResultEvent)},
+};
+
+}  // namespace
+
+// Byte 0: event (low bits) and callback (bit 7); byte 1: the service's error
+// number for late results; the rest: the record, zero-filled to its size.
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 2) {
+        return 0;
+    }
+    fake::platform().reset();
+    fake::ipstack().reset();
+    fake::ipstack().errornum_result = data[1];
+    const Event& ev = kEvents[(data[0] & 0x7F) % (sizeof kEvents / sizeof kEvents[0])];
+    const bool second = (data[0] & 0x80) != 0;
+    // Exactly the record's size, so that a read past it is caught.
+    std::vector<uint8_t> record(ev.record_size, 0);
+    std::memcpy(record.data(), data + 2, size - 2 < record.size() ? size - 2 : record.size());
+    const auto a1 = reinterpret_cast<uintptr_t>(record.data());
+    const int32_t rc =
+        second ? ipstack_post_dispatch(ev.id, a1, 0) : ipstack_notify_dispatch(ev.id, a1, 0);
+
+    const auto& sent = fake::platform().sent;
+    if (sent.size() > 1 || (rc == 0) != (sent.size() == 1)) {
+        __builtin_trap();
+    }
+    for (const fake::Sent& s : sent) {
+        const AtResponse r = s.record();
+        // Every report leaves with its own wire size; data reports fit the
+        // 1541-byte text they were built in.
+        if (s.size != r.m_length + 25 || r.m_length > 1541 || r.m_magic != 0) {
+            __builtin_trap();
+        }
+        if (r.m_id != 50 && r.m_id != 43 && r.m_id != 0xFFFFFFFFu) {
+            __builtin_trap();
+        }
+        if (r.m_retenum != 0 && r.m_length != 0) {
+            __builtin_trap();
+        }
+    }
+    if (fake::platform().live_allocs != 0) {
+        __builtin_trap();
+    }
+    return 0;
+}

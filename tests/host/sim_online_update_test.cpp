@@ -1,0 +1,227 @@
+// The simulated update service on the real bus: its flow, refusals, controls and request 3035.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host_test_support.h"
+#include "online_update.h"
+#include "qsp_notify.h"
+#include "sim_online_update.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// One event raised to module 63, as the daemon's adapter would get it.
+struct Ev {
+    uint32_t event;
+    int64_t a;  // 63000: state; 63001: first integer
+    int64_t b;  // 63000: detail; 63001: second integer
+    std::string version;
+    bool operator==(const Ev&) const = default;
+};
+
+struct Events {
+    std::mutex mu;
+    std::condition_variable cv;
+    std::vector<Ev> got;
+    void add(Ev e) {
+        std::lock_guard<std::mutex> lock(mu);
+        got.push_back(std::move(e));
+        cv.notify_all();
+    }
+    std::vector<Ev> wait_for(size_t n) {
+        std::unique_lock<std::mutex> lock(mu);
+        cv.wait_for(lock, 10s, [&] { return got.size() >= n; });
+        std::vector<Ev> out;
+        out.swap(got);
+        return out;
+    }
+};
+
+Events& events() {
+    static Events e;
+    return e;
+}
+
+extern "C" int32_t update_first(uint32_t event, uintptr_t a1, uintptr_t a2) {
+    const auto* info = reinterpret_cast<const FotaStateInfo*>(a1);
+    if (event != UPDATE_EVT_STATE || a2 != sizeof(FotaStateInfo)) {
+        ADD_FAILURE() << "event " << event << " length " << a2;
+        return -1;
+    }
+    events().add({event, info->state, info->detail,
+                  std::string(info->version, strnlen(info->version, sizeof info->version))});
+    return 0;
+}
+
+extern "C" int32_t update_second(uint32_t event, uintptr_t a1, uintptr_t a2) {
+    events().add({event, static_cast<int32_t>(a1), static_cast<int32_t>(a2), ""});
+    return 0;
+}
+
+Ev state(int64_t s, int64_t detail = 0, const std::string& version = "V9") {
+    return {UPDATE_EVT_STATE, s, detail, version};
+}
+Ev pair(int64_t a, int64_t b) {
+    return {UPDATE_EVT_STATE_PAIR, a, b, ""};
+}
+
+class SimUpdate : public BusLoop {
+  protected:
+    void SetUp() override {
+        BusLoop::SetUp();
+        reset(2, "V9");
+        ASSERT_EQ(register_notify_handler(NOTIFY_MODULE_UPDATE, update_first, update_second), 0);
+    }
+    void reset(uint32_t step_ms, const char* version) {
+        sim_online_update_reset(step_ms, version);
+        // Whatever an earlier test left on its way is delivered and dropped.
+        std::this_thread::sleep_for(20ms);
+        events().wait_for(0);
+    }
+    // Waits until the loop has handled everything posted before.
+    static void sync() {
+        FotaStateInfo info{};
+        send_notify(NOTIFY_MODULE_ONLINE_UPDATE, ONLINE_UPDATE_REQ_LAST_STATE, 0, &info, 0,
+                    sizeof info);
+    }
+};
+
+TEST_F(SimUpdate, DetectDownloadInstall) {
+    uint32_t err = 0;
+    ASSERT_EQ(online_update_check_new_version(&err), 1);
+    EXPECT_EQ(events().wait_for(2), (std::vector<Ev>{state(10), state(12)}));
+
+    FotaDownloadProgress p{};
+    ASSERT_EQ(online_update_download_new_version(0, &err), 1);
+    EXPECT_EQ(events().wait_for(5), (std::vector<Ev>{state(20, 25), state(20, 50), state(20, 75),
+                                                     state(20, 100), pair(30, 0)}));
+    ASSERT_EQ(online_update_check_download_progress(&p), 1);
+    EXPECT_EQ(p.package_index, 1u);
+    EXPECT_EQ(p.total_size, 4194304u);
+    EXPECT_EQ(p.downloaded_size, 4194304u);
+    EXPECT_STREQ(p.package_name, "update.pkg");
+
+    ASSERT_EQ(online_update_installer_new_version(&err), 1);
+    EXPECT_EQ(events().wait_for(3), (std::vector<Ev>{state(80, 50), state(80, 100), state(90)}));
+    uint32_t s = 0;
+    ASSERT_EQ(online_update_query_update_state(&s), 1);
+    EXPECT_EQ(s, 90u);
+    // The installed version is the module's own now.
+    ASSERT_EQ(online_update_check_new_version(&err), 1);
+    EXPECT_EQ(events().wait_for(2), (std::vector<Ev>{state(10, 0, ""), state(14, 0, "")}));
+}
+
+TEST_F(SimUpdate, DownloadAndUpdateModesRunTheWholeFlow) {
+    uint32_t err = 0;
+    const FotaModeRecord mode{0, 1, 1, 1, 7};
+    ASSERT_EQ(online_update_set_opration_mode(&mode, &err), 1);
+    ASSERT_EQ(online_update_check_new_version(&err), 1);
+    // 10, 12, four download steps, the download pair, two install steps, 90.
+    const std::vector<Ev> got = events().wait_for(10);
+    ASSERT_EQ(got.size(), 10u);
+    EXPECT_EQ(got[1], state(12));
+    EXPECT_EQ(got[6], pair(30, 0));
+    EXPECT_EQ(got[9], state(90));
+}
+
+TEST_F(SimUpdate, PauseResumeAndCancelAnOemDownload) {
+    reset(600000, "V9");  // nothing advances on its own
+    uint32_t err = 0;
+    ASSERT_EQ(online_update_download_new_version_ex("http://server/fw/oem-2.bin", &err), 1);
+    FotaDownloadProgress p{};
+    ASSERT_EQ(online_update_check_download_progress(&p), 1);
+    EXPECT_STREQ(p.package_name, "oem-2.bin");
+    EXPECT_EQ(online_update_download_new_version(1, &err), 1);
+    EXPECT_EQ(online_update_download_new_version(0, &err), 1);
+    EXPECT_EQ(online_update_download_new_version(2, &err), 1);
+    EXPECT_EQ(events().wait_for(2), (std::vector<Ev>{state(13, 0), pair(30, -1)}));
+}
+
+TEST_F(SimUpdate, RefusalsCarryTheirCodes) {
+    reset(600000, "V9");
+    uint32_t err = 0;
+    // The error word as the call left it; 0 when the call succeeded.
+    const auto code = [&err](int32_t ok) { return ok == 0 ? err : 0u; };
+    EXPECT_EQ(code(online_update_download_new_version(0, &err)), SIM_FOTA_ERR_NO_VERSION);
+    EXPECT_EQ(code(online_update_download_new_version(1, &err)), SIM_FOTA_ERR_NOT_DOWNLOADING);
+    EXPECT_EQ(code(online_update_download_new_version(3, &err)), SIM_FOTA_ERR_PARAM);
+    EXPECT_EQ(code(online_update_installer_new_version(&err)), SIM_FOTA_ERR_NOT_DOWNLOADED);
+    const FotaModeRecord bad{1, 0, 0, 0, 0};
+    EXPECT_EQ(code(online_update_set_opration_mode(&bad, &err)), SIM_FOTA_ERR_PARAM);
+    EXPECT_EQ(code(online_update_sms_fota_policy(2, &err)), SIM_FOTA_ERR_PARAM);
+    ASSERT_EQ(online_update_check_new_version(&err), 1);
+    EXPECT_EQ(code(online_update_check_new_version(&err)), SIM_FOTA_ERR_BUSY);
+}
+
+TEST_F(SimUpdate, SettingsAreKept) {
+    uint32_t err = 0;
+    const FotaModeRecord mode{1, 0, 1, 0, 60};
+    FotaConnectPara para{2, "cmnet", "me", "pw"};
+    ASSERT_EQ(online_update_set_opration_mode(&mode, &err), 1);
+    ASSERT_EQ(online_update_set_connect_para(&para, &err), 1);
+    ASSERT_EQ(online_update_sms_fota_policy(1, &err), 1);
+    ASSERT_EQ(online_update_set_sms_fota_auto_download_state(1, &err), 1);
+    FotaModeRecord m{};
+    FotaConnectPara c{};
+    uint32_t policy = 0, auto_dl = 0;
+    ASSERT_EQ(online_update_get_opration_mode(&m), 1);
+    ASSERT_EQ(online_update_get_connect_para(&c), 1);
+    ASSERT_EQ(online_update_query_fotasms_policy(&policy), 1);
+    ASSERT_EQ(online_update_query_sms_fota_auto_download_state(&auto_dl), 1);
+    EXPECT_EQ(std::memcmp(&m, &mode, sizeof m), 0);
+    EXPECT_EQ(std::memcmp(&c, &para, sizeof c), 0);
+    EXPECT_EQ(policy, 1u);
+    EXPECT_EQ(auto_dl, 1u);
+}
+
+TEST_F(SimUpdate, FailNextControlFailsOneCall) {
+    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_FAIL_NEXT, 13, nullptr), 0);
+    sync();
+    uint32_t err = 0;
+    EXPECT_EQ(online_update_sms_fota_policy(1, &err), 0);
+    EXPECT_EQ(err, 13u);
+    err = 0;
+    EXPECT_EQ(online_update_sms_fota_policy(1, &err), 1);
+    EXPECT_EQ(err, 0u);
+}
+
+TEST_F(SimUpdate, SmsPushFollowsThePolicies) {
+    uint32_t err = 0;
+    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
+    sync();
+    ASSERT_EQ(online_update_sms_fota_policy(1, &err), 1);
+    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
+    EXPECT_EQ(events().wait_for(1), (std::vector<Ev>{{UPDATE_EVT_SMS_POLICY, 0, 0, ""}}));
+    ASSERT_EQ(online_update_set_sms_fota_auto_download_state(1, &err), 1);
+    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
+    const std::vector<Ev> got = events().wait_for(8);
+    ASSERT_EQ(got.size(), 8u);
+    EXPECT_EQ(got[0].event, UPDATE_EVT_SMS_POLICY);
+    EXPECT_EQ(got[2], state(12));
+    EXPECT_EQ(got[7], pair(30, 0));
+}
+
+TEST_F(SimUpdate, LastStateRequestFillsTheCallersRecord) {
+    uint32_t err = 0;
+    ASSERT_EQ(online_update_check_new_version(&err), 1);
+    events().wait_for(2);
+    FotaStateInfo info{};
+    ASSERT_EQ(send_notify(NOTIFY_MODULE_ONLINE_UPDATE, ONLINE_UPDATE_REQ_LAST_STATE, 0, &info, 0,
+                          sizeof info),
+              0);
+    EXPECT_EQ(info.state, 12u);
+    EXPECT_STREQ(info.version, "V9");
+    EXPECT_EQ(info.size, 4194304u);
+    EXPECT_NE(info.description[0], '\0');
+    EXPECT_EQ(send_notify(NOTIFY_MODULE_ONLINE_UPDATE, 3036, 0, &info, 0, sizeof info), -1);
+}
+
+}  // namespace
