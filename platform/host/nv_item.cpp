@@ -21,7 +21,7 @@ std::mutex g_nv_mutex;
 
 bool item_path(uint32_t item, char* path, size_t size) {
     char name[32];
-    snprintf(name, sizeof name, "nv_%u.bin", static_cast<unsigned>(item));
+    (void)snprintf(name, sizeof name, "nv_%u.bin", static_cast<unsigned>(item));  // always fits
     return host_run_path(name, path, size);
 }
 

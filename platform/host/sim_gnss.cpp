@@ -112,14 +112,14 @@ std::string nmea(const char* fmt, ...) {
     char body[160];
     va_list ap;
     va_start(ap, fmt);
-    vsnprintf(body, sizeof body, fmt, ap);
+    (void)vsnprintf(body, sizeof body, fmt, ap);  // a sentence past the buffer is cut
     va_end(ap);
     unsigned sum = 0;
     for (const char* p = body; *p != '\0'; ++p) {
         sum ^= static_cast<unsigned char>(*p);
     }
     char out[176];
-    snprintf(out, sizeof out, "$%s*%02X\r\n", body, sum);
+    (void)snprintf(out, sizeof out, "$%s*%02X\r\n", body, sum);  // always fits
     return out;
 }
 
@@ -131,7 +131,7 @@ void nmea_angle(double deg, int deg_digits, char pos, char neg, char* out, size_
     const long total = std::lround(std::fabs(deg) * 60.0 * 10000.0);
     const int whole = static_cast<int>(total / 600000);
     const int minutes = static_cast<int>(total % 600000);
-    snprintf(out, size, "%0*d%02d.%04d", deg_digits, whole % 1000, minutes / 10000,
+    (void)snprintf(out, size, "%0*d%02d.%04d", deg_digits, whole % 1000, minutes / 10000,
              minutes % 10000);
 }
 
@@ -142,9 +142,9 @@ Epoch builtin_epoch(int n) {
     tm utc{};
     gmtime_r(&now, &utc);
     char hms[32];
-    snprintf(hms, sizeof hms, "%02d%02d%02d.00", utc.tm_hour, utc.tm_min, utc.tm_sec);
+    (void)snprintf(hms, sizeof hms, "%02d%02d%02d.00", utc.tm_hour, utc.tm_min, utc.tm_sec);
     char dmy[32];
-    snprintf(dmy, sizeof dmy, "%02d%02d%02d", utc.tm_mday, utc.tm_mon + 1, utc.tm_year % 100);
+    (void)snprintf(dmy, sizeof dmy, "%02d%02d%02d", utc.tm_mday, utc.tm_mon + 1, utc.tm_year % 100);
 
     constexpr double kCenterLat = 48.1173;
     constexpr double kCenterLon = 11.5167;
@@ -191,10 +191,10 @@ Epoch builtin_epoch(int n) {
             char sv[32];
             const int snr = fix ? svs[j].snr : 0;
             if (snr > 0) {
-                snprintf(sv, sizeof sv, ",%02d,%02d,%03d,%02d", svs[j].prn, svs[j].elev,
+                (void)snprintf(sv, sizeof sv, ",%02d,%02d,%03d,%02d", svs[j].prn, svs[j].elev,
                          svs[j].azim, snr);
             } else {
-                snprintf(sv, sizeof sv, ",%02d,%02d,%03d,", svs[j].prn, svs[j].elev, svs[j].azim);
+                (void)snprintf(sv, sizeof sv, ",%02d,%02d,%03d,", svs[j].prn, svs[j].elev, svs[j].azim);
             }
             body += sv;
         }
@@ -246,7 +246,7 @@ int64_t nmea_time_ms(const std::string& sentence) {
     if (t[6] == '.') {
         frac = strtod(t + 6, nullptr);
     }
-    return (static_cast<int64_t>(h) * 3600 + m * 60 + sec) * 1000 +
+    return (static_cast<int64_t>(h) * 3600 + static_cast<int64_t>(m) * 60 + sec) * 1000 +
            static_cast<int64_t>(frac * 1000);
 }
 
@@ -272,7 +272,7 @@ bool load_track(const char* path, std::vector<Epoch>* out) {
         has_gga = has_gga || line.compare(3, 3, "GGA") == 0;
         lines.push_back(line + "\r\n");
     }
-    fclose(f);
+    (void)fclose(f);  // read only: nothing to lose
     const char* starter = has_gga ? "GGA" : "RMC";
     std::vector<Epoch> track;
     std::vector<int64_t> times;
@@ -286,7 +286,7 @@ bool load_track(const char* path, std::vector<Epoch>* out) {
     for (size_t i = 0; i + 1 < track.size(); ++i) {
         int64_t d = times[i + 1] - times[i];
         if (times[i] >= 0 && times[i + 1] >= 0 && d < 0) {
-            d += 24 * 3600 * 1000;  // past midnight
+            d += int64_t{24} * 3600 * 1000;  // past midnight
         }
         track[i].next_ms = times[i] >= 0 && times[i + 1] >= 0 && d > 0 && d <= kMaxEpochMs
                                ? static_cast<uint32_t>(d)
@@ -490,7 +490,7 @@ constexpr NamedValue kNamedValues[] = {
     {"suplfeature", &Settings::supl_feature},
 };
 
-std::string strip_prefix(std::string fn) {
+std::string strip_prefix(const std::string& fn) {
     const std::string prefix = "gpsclient_";
     return fn.compare(0, prefix.size(), prefix) == 0 ? fn.substr(prefix.size()) : fn;
 }

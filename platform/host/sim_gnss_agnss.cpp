@@ -142,7 +142,7 @@ int32_t gpsclient_TLSCFG(int32_t op, GpsTlsCfg* cfg, int32_t* err) {
     } else if (cfg->tls_len != s.tls_len || cfg->index != s.tls_chunks + 1) {
         return refuse(err, "TLS certificate", "chunk out of order");
     }
-    memcpy(s.tls + (cfg->index - 1) * kTlsChunk, cfg->data, cfg->length);
+    memcpy(s.tls + static_cast<size_t>(cfg->index - 1) * kTlsChunk, cfg->data, cfg->length);
     s.tls_chunks = cfg->index;
     s.tls_chars += cfg->length;
     if (cfg->index == chunks) {

@@ -436,7 +436,7 @@ bool failure_from_file(const char* cmd, int32_t* number) {
     }
     char line[128] = {};
     const bool read = fgets(line, sizeof line, f) != nullptr;
-    fclose(f);
+    (void)fclose(f);  // read only: nothing to lose
     if (!read) {
         return false;
     }
@@ -860,11 +860,11 @@ int32_t iplistenex_set(const Params& p, uint32_t, AtResponse* out) {
     if (!p.number(0, 1, kListeners, &id) || !p.number(1, 0, 1, &on)) {
         return fail(out, ERR_BAD_PARAM);
     }
-    Listener& l = st().listeners[id - 1];
     if (on == 0) {
         if (p.count() != 2) {
             return fail(out, ERR_BAD_PARAM);
         }
+        Listener& l = st().listeners[id - 1];
         if (!l.open) {
             return fail(out, ERR_NOT_ALLOWED);
         }
@@ -1353,9 +1353,9 @@ void ipstack_at_set_cme_error(uint32_t error, char* buffer, int32_t mode) {
         return;
     }
     if (mode == 2) {
-        snprintf(buffer, IPSTACK_CME_TEXT_SIZE, "\r\n+CME ERROR: %u\r\n", error);
+        (void)snprintf(buffer, IPSTACK_CME_TEXT_SIZE, "\r\n+CME ERROR: %u\r\n", error);
     } else {
-        snprintf(buffer, IPSTACK_CME_TEXT_SIZE, "\r\nERROR\r\n");
+        (void)snprintf(buffer, IPSTACK_CME_TEXT_SIZE, "\r\nERROR\r\n");
     }
 }
 

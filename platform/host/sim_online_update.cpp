@@ -527,7 +527,7 @@ int32_t online_update_check_download_progress(FotaDownloadProgress* progress) {
     progress->total_size = s.package_size;
     progress->downloaded_size =
         installing ? s.package_size
-                   : static_cast<uint32_t>(uint64_t{s.package_size} * s.percent / 100);
+                   : static_cast<uint32_t>(static_cast<uint64_t>(s.package_size) * s.percent / 100);
     copy_text(progress->package_name, sizeof progress->package_name, s.package);
     return 1;
 }

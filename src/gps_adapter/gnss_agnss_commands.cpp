@@ -363,7 +363,7 @@ int32_t AT_GPS_ReadTlsCert(AtRequest* pIn, AtResponse* pOut) {
     for (uint32_t i = 1; i <= chunks; ++i) {
         char chunk[kTlsChunk + 1] = {};
         const uint32_t n = remaining < kTlsChunk ? remaining : kTlsChunk;
-        osa_memcpy_s(chunk, sizeof chunk - 1, cfg.data + (i - 1) * kTlsChunk, n);
+        osa_memcpy_s(chunk, sizeof chunk - 1, cfg.data + static_cast<size_t>(i - 1) * kTlsChunk, n);
         remaining -= n;
         char line[kTlsChunk + 48];
         new_snprintf_s(line, sizeof line, sizeof line - 1, "\r\n^WPTLS: %d,%d,\"%s\"\r\n",
