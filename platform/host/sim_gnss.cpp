@@ -89,6 +89,7 @@ struct Sim {
     int fixes = 0;         // epochs with a fix delivered in this run
     std::vector<Failure> failures;
     std::deque<Deferred> deferred;
+    std::vector<std::string> last_epoch;  // the sentences of the last epoch replayed
     std::vector<Epoch> file_track;  // empty: the built-in track
     size_t file_pos = 0;
     uint32_t speed = 1;
@@ -375,6 +376,7 @@ void* client_thread(void*) {
             continue;
         }
         const Epoch e = next_epoch(m);
+        m.last_epoch = e.sentences;
         const bool fix = epoch_has_fix(e);
         ++m.epoch_index;
         m.fixes += fix ? 1 : 0;
@@ -593,6 +595,7 @@ int32_t command(const char* line) {
         m.failures.clear();
         m.deferred.clear();
         m.file_track.clear();
+        m.last_epoch.clear();
         m.speed = 1;
         start_cold(m);
     } else {
@@ -654,6 +657,24 @@ int32_t sim_gnss_command(const char* line) {
                   line != nullptr ? line : "");
     }
     return r;
+}
+
+bool sim_gnss_failure(const char* fn, int32_t* err) {
+    Sim& m = sim();
+    std::lock_guard<std::mutex> lock(m.mu);
+    return injected(m, fn, err);
+}
+
+bool sim_gnss_engine_on() {
+    Sim& m = sim();
+    std::lock_guard<std::mutex> lock(m.mu);
+    return m.running && m.s.radio == GPS_RADIO_ON;
+}
+
+std::vector<std::string> sim_gnss_last_epoch() {
+    Sim& m = sim();
+    std::lock_guard<std::mutex> lock(m.mu);
+    return m.last_epoch;
 }
 
 

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 // The simulator's own notify module on the host bus. Event 1 carries one
 // control command as text:
@@ -29,3 +31,11 @@ inline constexpr uint32_t SIM_GNSS_EVT_COMMAND = 1;
 // Requests, status records and sentences reach the callbacks on the
 // simulator's own thread, as the client's do.
 int32_t sim_gnss_command(const char* line);
+
+// For the client calls simulated in other files (sim_gnss_nav.cpp): whether
+// a "fail" control takes this call of gpsclient_FN (err filled when not
+// null), whether the engine runs with the radio on, and the sentences of the
+// last epoch replayed (none before the first, nor after a reset).
+bool sim_gnss_failure(const char* fn, int32_t* err);
+bool sim_gnss_engine_on();
+std::vector<std::string> sim_gnss_last_epoch();

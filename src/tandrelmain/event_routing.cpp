@@ -1,6 +1,7 @@
 // Routing of module 58's events to their handlers, and the IP heartbeat timer event.
 #include <iterator>
 
+#include "gnss_control_events.h"
 #include "ipstack.h"
 #include "tandrel_core.h"
 #include "tandrel_main.h"
@@ -21,24 +22,23 @@ int32_t hbe_timer_event(uintptr_t code, uintptr_t /*unused*/) {
     return nl_hbeevent_report(static_cast<uint32_t>(code));
 }
 
-// Searched in this order. The GNSS control events (58002 to 58013, 58015)
-// keep their rows; their handlers arrive with the GNSS control layer.
+// Searched in this order.
 constexpr EventRow kEventTable[] = {
     {TANDREL_EVT_AT_REQUEST, at_request_event},
     {TANDREL_EVT_HBE_TIMER, hbe_timer_event},
-    {58002, nullptr},
-    {58003, nullptr},
-    {58004, nullptr},
-    {58005, nullptr},
-    {58006, nullptr},
-    {58007, nullptr},
-    {58008, nullptr},
-    {58009, nullptr},
-    {58010, nullptr},
-    {58011, nullptr},
-    {58012, nullptr},
-    {58013, nullptr},
-    {58015, nullptr},
+    {58002, nl_gps_getcap_process},
+    {58003, nl_gps_set_timeout_process},
+    {58004, nl_gps_set_niallow_process},
+    {58005, nl_gps_set_opermode_process},
+    {58006, nl_gps_Control_fixsession_process},
+    {58007, nl_gps_Set_NMEAlogging_process},
+    {58008, nl_gps_set_gpsresetengine_process},
+    {58009, nl_gps_set_agnssver_process},
+    {58010, nl_gps_set_suplurl_process},
+    {58011, nl_gps_injtime_process},
+    {58012, nl_gps_injpos_process},
+    {58013, nl_gps_clear_agnss_process},
+    {58015, nl_gps_set_gnss_radio_process},
 };
 static_assert(std::size(kEventTable) == 15);
 

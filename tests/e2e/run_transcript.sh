@@ -5,7 +5,8 @@
 #
 # A transcript holds, in order:
 #   > LINE      a line typed on the current port (sent with CR)
-#   @DIRECTIVE  passed to the batch as it is (@port NAME, @type TEXT, @sync, @wait MS)
+#   @DIRECTIVE  passed to the batch as it is (@port NAME, @type TEXT, @sync, @wait MS,
+#               @notify ARGS)
 #   < BYTES     bytes the terminal must receive; CR, LF and other bytes are written
 #               <CR>, <LF>, <xHH>; successive "<" lines join without a break
 #   # ...       a comment; blank lines are ignored

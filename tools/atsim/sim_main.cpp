@@ -32,6 +32,9 @@
 #ifndef TANDREL_SIM_DAEMON_PATH
 #define TANDREL_SIM_DAEMON_PATH ""
 #endif
+#ifndef TANDREL_SIM_NOTIFY_PATH
+#define TANDREL_SIM_NOTIFY_PATH ""
+#endif
 
 namespace {
 
@@ -61,8 +64,8 @@ void say(const std::string& msg) { std::fprintf(stderr, "tandrel-sim: %s\n", msg
 // ---- batch input -----------------------------------------------------------
 
 struct Step {
-    enum class Kind { Line, Type, Sync, Wait, Port } kind;
-    std::string text;  // Line, Type: bytes to send; Port: port name
+    enum class Kind { Line, Type, Sync, Wait, Port, Notify } kind;
+    std::string text;  // Line, Type: bytes to send; Port: port name; Notify: tool arguments
     int ms = 0;        // Wait
     int line_no = 0;
 };
@@ -142,6 +145,9 @@ bool parse_batch(std::istream& in, std::vector<Step>& steps) {
                    arg.find_first_not_of("0123456789") == std::string::npos && arg.size() < 7) {
             s.kind = Step::Kind::Wait;
             s.ms = std::stoi(arg);
+        } else if (word == "@notify" && arg.find_first_not_of(' ') != std::string::npos) {
+            s.kind = Step::Kind::Notify;
+            s.text = arg;
         } else {
             say("batch line " + std::to_string(no) + ": bad directive \"" + line + "\"" +
                 (why.empty() ? "" : " (" + why + ")"));
@@ -273,6 +279,7 @@ struct Options {
     std::string timeout_scale;
     std::string atsim = TANDREL_SIM_ATSIM_PATH;
     std::string daemon = TANDREL_SIM_DAEMON_PATH;
+    std::string notify = TANDREL_SIM_NOTIFY_PATH;
 };
 
 class Sim {
@@ -291,6 +298,7 @@ private:
     bool send(const std::string& port, const std::string& bytes);
     bool wait_done(const std::string& port, int line_no);
     int interactive();
+    bool raise_event(const std::string& args, int line_no);
     int batch(const std::vector<Step>& steps);
     bool children_ok();
 
@@ -595,6 +603,49 @@ int Sim::interactive() {
     return 1;
 }
 
+// Runs tandrel-notify on this run's bus with the words of args and waits for
+// its verdict. Its output goes to standard error: standard output carries
+// only the terminal's bytes.
+bool Sim::raise_event(const std::string& args, int line_no) {
+    const std::string where = "batch line " + std::to_string(line_no) + ": ";
+    if (opt_.notify.empty()) {
+        say(where + "no tandrel-notify was built with this launcher; name it with --notify");
+        return false;
+    }
+    std::vector<std::string> argv = {opt_.notify, "--run-dir", dir_};
+    std::istringstream in(args);
+    for (std::string w; in >> w;) {
+        argv.push_back(w);
+    }
+    std::vector<char*> cargv;
+    for (std::string& a : argv) {
+        cargv.push_back(a.data());
+    }
+    cargv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid < 0) {
+        say(where + "fork: " + std::strerror(errno));
+        return false;
+    }
+    if (pid == 0) {
+        const int null_fd = open("/dev/null", O_RDONLY);
+        dup2(null_fd, 0);
+        dup2(2, 1);
+        signal(SIGPIPE, SIG_DFL);
+        execv(cargv[0], cargv.data());
+        std::fprintf(stderr, "tandrel-sim: cannot run %s: %s\n", cargv[0], std::strerror(errno));
+        _exit(127);
+    }
+    int st = 0;
+    while (waitpid(pid, &st, 0) < 0 && errno == EINTR) {
+    }
+    if (!WIFEXITED(st) || WEXITSTATUS(st) != 0) {
+        say(where + "tandrel-notify " + args + " " + exit_text(st));
+        return false;
+    }
+    return true;
+}
+
 int Sim::batch(const std::vector<Step>& steps) {
     echo_stdout_ = true;
     for (const Step& s : steps) {
@@ -614,6 +665,9 @@ int Sim::batch(const std::vector<Step>& steps) {
                 break;
             case Step::Kind::Sync:
                 ok = wait_done(current_, s.line_no);
+                break;
+            case Step::Kind::Notify:
+                ok = raise_event(s.text, s.line_no) && children_ok();
                 break;
             case Step::Kind::Wait: {
                 const auto until = Clock::now() + milliseconds(s.ms);
@@ -655,8 +709,8 @@ int Sim::run() {
     shutdown();
     if (temp_dir_ && rc == 0) {
         nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
-    } else if (rc != 0 && !dir_.empty()) {
-        say("run directory kept: " + dir_);
+    } else if (temp_dir_) {
+        say("run directory kept for its logs: " + dir_);
     }
     return rc;
 }
@@ -664,7 +718,7 @@ int Sim::run() {
 void usage(FILE* to) {
     std::fputs(
         "usage: tandrel-sim [--run-dir DIR] [--batch FILE|-] [--timeout-scale F]\n"
-        "                   [--daemon PATH] [--atsim PATH]\n"
+        "                   [--daemon PATH] [--atsim PATH] [--notify PATH]\n"
         "Starts the emulated module: the simulated AT driver with its ports as\n"
         "pseudo-terminals, and the daemon. Without --batch it runs until Ctrl-C.\n"
         "With --batch it sends each AT line of FILE (- for stdin) on PCUI, waits\n"
@@ -693,6 +747,8 @@ int main(int argc, char** argv) {
             opt.daemon = argv[++i];
         } else if (has_value && a == "--atsim") {
             opt.atsim = argv[++i];
+        } else if (has_value && a == "--notify") {
+            opt.notify = argv[++i];
         } else {
             say("bad argument \"" + a + "\"");
             usage(stderr);

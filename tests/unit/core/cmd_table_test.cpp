@@ -111,11 +111,6 @@ static_assert(std::size(kRows) == AT_CMD_COUNT);
 // Commands whose own handlers are not built yet: their H cells are still
 // null. Each subsystem removes its names when it wires its handlers.
 const std::set<std::string> kNotYetBuilt = {
-    "^GPSCFGDATA",
-    "^LTODATA", "^NAVTYPE", "^NAVENABLE",
-    "^NAVRX", "^NAVFREQ", "^NAVQUY", "^GNSSCNO", "^GNSSPOS", "^WPCAP", "^WPINFO", "^WNICT",
-    "^ZQCUST", "^WPURL", "^WPTLS", "^AGNSSCFG", "^SUPLOCK", "^AGPSTYPECFG", "^SUPLMODE",
-    "^LTOLOCK", "^INJTIMELOCK", "^GNSSINJTIME", "^GNSSINJPOS",
 };
 
 TEST(CommandTable, EveryRowAsRegistered) {

@@ -62,6 +62,9 @@ int32_t answer(fake::GpsCall call, std::initializer_list<int32_t*> values, int32
     call.err_null = err == nullptr;
     const std::string fn = call.fn;
     gps().calls.push_back(std::move(call));
+    if (gps().on_call) {
+        gps().on_call(fn);
+    }
     const fake::GpsReply r = gps().next(fn);
     if (r.result == 0) {
         if (err != nullptr) {
@@ -203,6 +206,83 @@ int32_t gpsclient_send_nitext(const char* text, int32_t length, int32_t* err) {
         c.text.assign(text, static_cast<size_t>(length));
     }
     return answer(std::move(c), {}, err);
+}
+
+}  // extern "C"
+
+namespace {
+
+// Records a call that passes a record: its bytes at the call, and on success
+// the reply's bytes written over it.
+template <typename Record>
+int32_t record_call(const char* fn, int32_t op, Record* rec, int32_t* err) {
+    fake::GpsCall c;
+    c.fn = fn;
+    c.op = op;
+    if (rec != nullptr) {
+        c.text.assign(reinterpret_cast<const char*>(rec), sizeof(Record));
+    }
+    c.err_null = err == nullptr;
+    gps().calls.push_back(std::move(c));
+    const fake::GpsReply r = gps().next(fn);
+    if (r.result == 0) {
+        if (err != nullptr) {
+            *err = r.err;
+        }
+        return 0;
+    }
+    if (rec != nullptr) {
+        std::memcpy(rec, r.text.data(), std::min(r.text.size(), sizeof(Record)));
+    }
+    return r.result;
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t gpsclient_TLSCFG(int32_t op, GpsTlsCfg* cfg, int32_t* err) {
+    return record_call("gpsclient_TLSCFG", op, cfg, err);
+}
+int32_t gpsclient_ltofeature(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_ltofeature", op, v, err);
+}
+int32_t gpsclient_injRefTimeFeature(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_injRefTimeFeature", op, v, err);
+}
+int32_t gpsclient_xmldata(int32_t op, GpsXmlDataChunk* chunk, int32_t* err) {
+    return record_call("gpsclient_xmldata", op, chunk, err);
+}
+int32_t gpsclient_LTOdata(int32_t op, GpsLtoDataChunk* chunk, int32_t* err) {
+    return record_call("gpsclient_LTOdata", op, chunk, err);
+}
+int32_t gpsclient_injRefTime(int32_t op, GpsRefTimeInfo* info, int32_t* err) {
+    return record_call("gpsclient_injRefTime", op, info, err);
+}
+int32_t gpsclient_injRefPos(int32_t op, GpsRefLocInfo* info, int32_t* err) {
+    return record_call("gpsclient_injRefPos", op, info, err);
+}
+
+int32_t gpsclient_set_type(int32_t nav_type, int32_t mhz, int32_t khz, int32_t hz) {
+    return answer({"gpsclient_set_type"}, {&nav_type, &mhz, &khz, &hz}, nullptr);
+}
+int32_t gpsclient_qry_cn(int32_t* cn) {
+    return answer({"gpsclient_qry_cn"}, {cn}, nullptr);
+}
+int32_t gpsclient_svscno_list(GpsSvCnoList* list) {
+    return record_call("gpsclient_svscno_list", 0, list, nullptr);
+}
+int32_t gpsclient_NAVQUY(int32_t op, GpsNavQuyInfo* info, int32_t* err) {
+    return record_call("gpsclient_NAVQUY", op, info, err);
+}
+int32_t gpsclient_GnssPosition(int32_t op, GpsPositionInfo* pos, int32_t* err) {
+    return record_call("gpsclient_GnssPosition", op, pos, err);
+}
+int32_t gpsclient_WPINFO(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_WPINFO", op, v, err);
+}
+int32_t gpsclient_ZQCUST(int32_t op, int32_t* v, int32_t* err) {
+    return op_call("gpsclient_ZQCUST", op, v, err);
 }
 
 int32_t AT_Cgmr(char* version) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -18,7 +19,9 @@ struct GpsCall {
     int32_t op = 0;           // operation code; 0 for calls without one
     std::vector<int32_t> in;  // the values pointed to at the call (AGNSSCFG: its four words)
     int32_t count = 0;        // gpsclient_freqAndInterval's fifth argument
-    std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed
+    std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed;
+                              // record calls (TLSCFG, chunks, injections, C/N0 list,
+                              // navigation query, position): the record's bytes
     int32_t length = 0;       // and the length passed with them
     bool err_null = false;    // the error-word pointer was null
 };
@@ -28,7 +31,8 @@ struct GpsReply {
     int32_t result = 1;        // 0 = failure
     int32_t err = 0;           // written to the error word on failure
     std::vector<int32_t> out;  // written to the values on success; empty leaves them
-    std::string text;          // gpsclient_WPURL get: the address written
+    std::string text;          // gpsclient_WPURL get: the address written; record calls: bytes
+                               // written over the record's start on success
 };
 
 struct GpsClient {
@@ -36,6 +40,8 @@ struct GpsClient {
     std::map<std::string, GpsReply> standing;            // every call of a function
     std::map<std::string, std::deque<GpsReply>> queued;  // answered first, one per call
     GpsClientCallbacks callbacks{};                      // as handed to gpsclient_init
+    // Called with the function's name at every call, before it answers.
+    std::function<void(const std::string& fn)> on_call;
     // AT_Cgmr: its result and the bytes it writes into the 66-byte buffer.
     int32_t cgmr_result = 0;
     std::string cgmr_bytes = std::string("\0\0", 2) + "V1.0.3";
@@ -45,6 +51,11 @@ struct GpsClient {
     void fail(const std::string& fn, int32_t err) { on(fn) = GpsReply{0, err, {}, {}}; }
     void then(const std::string& fn, GpsReply r) { queued[fn].push_back(std::move(r)); }
     void radio(int32_t state) { on("gpsclient_WPCAP").out = {state}; }
+    // A call that passes a record answers with the bytes of rec.
+    template <typename Record>
+    void record(const std::string& fn, const Record& rec) {
+        on(fn).text.assign(reinterpret_cast<const char*>(&rec), sizeof rec);
+    }
 
     size_t count(const std::string& fn) const;
     const GpsCall* last(const std::string& fn) const;

@@ -1,0 +1,294 @@
+// Navigation receiver test: ^NAVTYPE, ^NAVENABLE, ^NAVFREQ and the ^NAVRX measurement.
+#include "gnss_navigation.h"
+
+#include <cstring>
+
+#include "gnss_state.h"
+#include "gps_at_handlers.h"
+#include "gpsclient.h"
+#include "osa.h"
+#include "tandrel_core.h"
+#include "tandrel_trace.h"
+
+namespace {
+
+constexpr uint32_t kGpsL1 = 1575420000;
+constexpr uint32_t kGlonassL1 = 1602000000;
+constexpr uint32_t kGlonassStep = 562500;
+
+constexpr uint32_t glonass_channel(int32_t k) {
+    return static_cast<uint32_t>(static_cast<int64_t>(kGlonassL1) + k * int64_t{kGlonassStep});
+}
+
+// The GPS carrier, then the GLONASS channels -7 .. +6 in order.
+constexpr std::array<uint32_t, NAV_FREQ_COUNT> nav_freq_table() {
+    std::array<uint32_t, NAV_FREQ_COUNT> t{kGpsL1};
+    for (int32_t k = -7; k <= 6; ++k) {
+        t[static_cast<size_t>(k + 8)] = glonass_channel(k);
+    }
+    return t;
+}
+
+// Results of the receiver test that no client error word gives.
+constexpr int32_t kRetNotReady = 19;  // a query before the settings it needs
+constexpr int32_t kRetRange = 20;     // a measurement past 16 bits
+// A measurement call of the client failed; these calls carry no error word,
+// so the module's own GNSS error number stands for them.
+constexpr int32_t kRetClientFailed = GPS_RET_BAD_VALUE;
+
+constexpr uint32_t kMhzLimit = 65536;
+constexpr uint32_t kKhzMax = 999;
+constexpr uint32_t kHzMax = 999;
+
+bool null_params(const AtRequest* pIn, const AtResponse* pOut) {
+    if (pIn == nullptr || pOut == nullptr) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
+        return true;
+    }
+    return false;
+}
+
+bool present(const AtRequest* pIn, size_t i) {
+    return pIn->m_para_list[i].aucPara[0] != '\0';
+}
+
+uint32_t value_of(const AtRequest* pIn, size_t i) {
+    return pIn->m_para_list[i].ulParaValue;
+}
+
+int32_t refuse(AtResponse* pOut, int32_t retenum) {
+    at_set_error(pOut, retenum);
+    return TANDREL_FAIL;
+}
+
+// A set of one value that must lie in {lo, hi}: the count, then the value.
+bool one_value_of_two(const AtRequest* pIn, AtResponse* pOut, uint32_t lo, uint32_t hi) {
+    if (pIn->m_para_count != 1) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "not enough or too many params!\r\n");
+        at_set_error(pOut, AT_RET_NO_HANDLER);
+        return false;
+    }
+    const uint32_t v = value_of(pIn, 0);
+    if (v != lo && v != hi) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
+        at_set_error(pOut, GPS_RET_BAD_VALUE);
+        return false;
+    }
+    return true;
+}
+
+// Restores the ^POSEND switch however the measurement ends.
+class PosendOff {
+  public:
+    PosendOff() { g_posendFlag.store(0); }
+    ~PosendOff() { g_posendFlag.store(1); }
+    PosendOff(const PosendOff&) = delete;
+    PosendOff& operator=(const PosendOff&) = delete;
+};
+
+}  // namespace
+
+const std::array<uint32_t, NAV_FREQ_COUNT> g_NavFreqTable = nav_freq_table();
+
+int32_t g_NavType = NAV_TYPE_NONE;
+int32_t g_NavTypeSet = 0;
+int32_t g_NavEnable = 0;
+int32_t g_NavFreqMhz = 0;
+int32_t g_NavFreqKhz = 0;
+int32_t g_NavFreqHz = 0;
+int32_t g_NavFreqSet = 0;
+
+bool gnss_nav_freq_valid(int32_t nav_type, uint64_t f) {
+    if (nav_type == NAV_TYPE_GPS) {
+        return f == g_NavFreqTable[0];
+    }
+    if (nav_type == NAV_TYPE_GLONASS) {
+        // The GPS carrier (entry 0) is no GLONASS channel.
+        for (size_t i = 1; i < g_NavFreqTable.size(); ++i) {
+            if (f == g_NavFreqTable[i]) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+void gnss_navigation_reset(void) {
+    g_NavType = NAV_TYPE_NONE;
+    g_NavTypeSet = 0;
+    g_NavEnable = 0;
+    g_NavFreqMhz = 0;
+    g_NavFreqKhz = 0;
+    g_NavFreqHz = 0;
+    g_NavFreqSet = 0;
+}
+
+int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    if (!one_value_of_two(pIn, pOut, NAV_TYPE_GPS, NAV_TYPE_GLONASS)) {
+        return TANDREL_FAIL;
+    }
+    at_set_text(pOut, AT_TEXT_OK);
+    g_NavType = static_cast<int32_t>(value_of(pIn, 0));
+    g_NavTypeSet = 1;
+    return TANDREL_OK;
+}
+
+int32_t AT_GPS_ReadNavType(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    if (g_NavType > 3) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
+        return refuse(pOut, kRetNotReady);
+    }
+    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
+                   "\r\n^NAVTYPE:%d\r\n\r\nOK\r\n", g_NavType);
+    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    return TANDREL_OK;
+}
+
+int32_t AT_GPS_TestNavType(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    at_set_text(pOut,
+                "\r\n^NAVTYPE:2\r\n^NAVTYPE:1,\"GPS\"\r\n^NAVTYPE:2,\"GLONASS\"\r\n\r\nOK\r\n");
+    return TANDREL_OK;
+}
+
+int32_t AT_GPS_SetNavEnable(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    if (!one_value_of_two(pIn, pOut, 0, 1)) {
+        return TANDREL_FAIL;
+    }
+    at_set_text(pOut, AT_TEXT_OK);
+    g_NavEnable = static_cast<int32_t>(value_of(pIn, 0));
+    return TANDREL_OK;
+}
+
+// ^NAVENABLE and ^NAVFREQ offer no test text.
+int32_t AT_GPS_TestNavEnable(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    at_set_text(pOut, AT_TEXT_ERROR);
+    return TANDREL_OK;
+}
+
+int32_t AT_GPS_SetNavFreq(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    // The MHz part is required before the count is looked at.
+    if (!present(pIn, 0)) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
+        return refuse(pOut, GPS_RET_BAD_VALUE);
+    }
+    const uint32_t count = pIn->m_para_count;
+    if (count < 1 || count > 3) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "not enough or too many params!\r\n");
+        return refuse(pOut, AT_RET_NO_HANDLER);
+    }
+    for (size_t i = 1; i < count; ++i) {
+        if (!present(pIn, i)) {
+            TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
+            return refuse(pOut, GPS_RET_BAD_VALUE);
+        }
+    }
+    const uint32_t mhz = value_of(pIn, 0);
+    const uint32_t khz = count >= 2 ? value_of(pIn, 1) : 0;
+    const uint32_t hz = count == 3 ? value_of(pIn, 2) : 0;
+    if (mhz >= kMhzLimit || khz > kKhzMax || hz > kHzMax) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
+        return refuse(pOut, GPS_RET_BAD_VALUE);
+    }
+    // Up to 65,535,999,999 Hz: past 32 bits.
+    const uint64_t f = uint64_t{mhz} * 1000000 + uint64_t{khz} * 1000 + hz;
+    if (!gnss_nav_freq_valid(g_NavType, f)) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "frequency %u,%u,%u not valid for type %d!\r\n", mhz, khz,
+                      hz, g_NavType);
+        at_set_text(pOut, AT_TEXT_ERROR);
+        return TANDREL_FAIL;
+    }
+    g_NavFreqMhz = static_cast<int32_t>(mhz);
+    g_NavFreqKhz = static_cast<int32_t>(khz);
+    g_NavFreqHz = static_cast<int32_t>(hz);
+    at_set_text(pOut, AT_TEXT_OK);
+    g_NavFreqSet = 1;
+    return TANDREL_OK;
+}
+
+int32_t AT_GPS_ReadNavFreq(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    if (g_NavFreqSet != 1) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "not set!\r\n");
+        return refuse(pOut, kRetNotReady);
+    }
+    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
+                   "\r\n^NAVFREQ:%d mhz,%d khz,%d hz\r\n\r\nOK\r\n", g_NavFreqMhz, g_NavFreqKhz,
+                   g_NavFreqHz);
+    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    return TANDREL_OK;
+}
+
+int32_t AT_GPS_TestNavFreq(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    at_set_text(pOut, AT_TEXT_ERROR);
+    return TANDREL_OK;
+}
+
+// One measurement: the test carrier is set, a fix runs while the client
+// measures, and the fix is stopped. The message-loop thread waits for the
+// client the whole time (the command's 60 s time-out covers it).
+int32_t AT_GPS_ReadNavRx(AtRequest* pIn, AtResponse* pOut) {
+    if (null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    if (g_NavEnable != 1 || g_NavTypeSet != 1 || g_NavFreqSet != 1) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR,
+                      "AT_GPS_ReadNavRx: enable %d, type set %d, frequency set %d!\r\n",
+                      g_NavEnable, g_NavTypeSet, g_NavFreqSet);
+        return refuse(pOut, kRetNotReady);
+    }
+    if (gpsclient_set_type(g_NavType, g_NavFreqMhz, g_NavFreqKhz, g_NavFreqHz) == 0) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: set type failed!\r\n");
+        return refuse(pOut, kRetClientFailed);
+    }
+    int32_t cn = 0;
+    {
+        // The status callback reports no ^POSEND for this fix. The switch is
+        // off before the engine starts, so a report sent as it starts cannot
+        // slip out, and on again on every way out.
+        PosendOff posend_off;
+        if (gpsclient_startFix(nullptr) == 0) {
+            TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: start fix failed!\r\n");
+            return refuse(pOut, kRetClientFailed);
+        }
+        if (gpsclient_qry_cn(&cn) == 0) {
+            TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: query cn failed!\r\n");
+            return refuse(pOut, kRetClientFailed);
+        }
+        if (gpsclient_stopFix(nullptr) == 0) {
+            TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: stop fix failed!\r\n");
+            return refuse(pOut, kRetClientFailed);
+        }
+    }
+    const int64_t v = int64_t{cn} * 10;
+    if (v < INT16_MIN || v > INT16_MAX) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
+        return refuse(pOut, kRetRange);
+    }
+    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
+                   "\r\n^NAVRX:%d\r\n\r\nOK\r\n", static_cast<int32_t>(v));
+    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    return TANDREL_OK;
+}

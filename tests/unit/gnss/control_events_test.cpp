@@ -1,0 +1,219 @@
+// GNSS control events of module 58 through the event table: what each payload becomes, null
+// payloads and refused values.
+#include <vector>
+
+#include "gnss_fixture.h"
+#include "tandrel_main.h"
+
+namespace {
+
+using gnss_test::GnssTest;
+using gnss_test::Report;
+using Bytes = std::vector<uint8_t>;
+using Calls = std::vector<std::string>;
+
+class ControlEvents : public GnssTest {
+  protected:
+    void SetUp() override {
+        GnssTest::SetUp();
+        G().radio(GPS_RADIO_ON);
+    }
+    // The payload in a buffer of exactly its size, so that a read past it is
+    // caught.
+    static int32_t raise(uint32_t event, const Bytes& payload) {
+        auto copy = std::make_unique<uint8_t[]>(payload.size());
+        std::memcpy(copy.get(), payload.data(), payload.size());
+        return tandrel_event_dispatch(event, reinterpret_cast<uintptr_t>(copy.get()), 0);
+    }
+    // The client calls as "name op values", radio reads left out.
+    static Calls calls() {
+        Calls out;
+        for (const fake::GpsCall& c : G().calls) {
+            if (c.fn == "gpsclient_WPCAP" && c.op == GPS_OP_GET) {
+                continue;
+            }
+            std::string s = c.fn.substr(10);
+            if (c.op != 0) {
+                s += " " + std::to_string(c.op);
+            }
+            for (int32_t v : c.in) {
+                s += " " + std::to_string(v);
+            }
+            if (!c.text.empty()) {
+                s += " \"" + c.text + "\" " + std::to_string(c.length);
+            }
+            out.push_back(s);
+        }
+        return out;
+    }
+};
+
+Bytes text(const std::string& s) {
+    return Bytes(s.begin(), s.end());
+}
+
+struct EventCase {
+    uint32_t event;
+    Bytes payload;
+    int32_t ret;
+    Calls calls;
+};
+
+TEST_F(ControlEvents, EachPayloadBecomesItsOperation) {
+    const EventCase cases[] = {
+        {58003, {0xFF, 0x01}, 0, {"SET_NITIMER 255"}},
+        {58004, {0x01, 0xFF}, 0, {"WNICT 1 1 77"}},
+        {58004, {0x02}, 0, {}},  // refused by the operation
+        {58005, {0x02, 0x04}, 0, {"operateMode 1 5"}},
+        {58005, {0x04}, 0, {"operateMode 1 0"}},
+        {58006,
+         {0x01, 0x03, 0x05},
+         0,
+         {"sessionType 1 1", "freqAndInterval 2 0 0", "freqAndInterval 1 0 5", "startFix"}},
+        {58006, {0x01, 0x01, 0xFF}, 0, {"sessionType 1 0", "startFix"}},
+        {58006, {0x00, 0x03, 0x05}, 0, {"stopFix"}},
+        {58006, {0x02, 0x03, 0x05}, 0, {}},
+        {58006, {0x01, 0x02, 0x05}, 0, {}},  // fix type 2 refused
+        {58007, {0x01}, 0, {}},
+        {58008, {}, 0, {"aidingData 1 4"}},
+        {58009, {0x02, 0x09}, 0, {"AGNSSCFG 2 0 0 0 0", "AGNSSCFG 1 0 0 2 0"}},
+        {58010,
+         text(std::string("supl.example.net:7275\0junk", 26)),
+         0,
+         {"WPURL 1 \"supl.example.net:7275\" 21"}},
+        {58013, {0x01}, 0, {"aidingData 1 5"}},
+        {58013, {0x02}, 0, {"aidingData 1 6"}},
+        {58013, {0x03}, 0, {"aidingData 1 3"}},
+        {58013, {0x04}, 0, {}},
+        {58015, {0x01}, 0, {"WPCAP 1 3"}},
+        {58015, {0x00}, 0, {"WPCAP 1 0"}},
+        {58015, {0x02}, -1, {}},
+        {58015, {0xFF}, -1, {}},
+    };
+    for (const EventCase& c : cases) {
+        SCOPED_TRACE(std::to_string(c.event) + " " + ::testing::PrintToString(c.payload));
+        gnss_adapter_reset();
+        g_PortCfgReady = 1;
+        g_NiReqId = 77;
+        G().reset();
+        G().radio(GPS_RADIO_ON);
+        EXPECT_EQ(raise(c.event, c.payload.empty() ? Bytes{0} : c.payload), c.ret);
+        EXPECT_EQ(calls(), c.calls);
+    }
+}
+
+TEST_F(ControlEvents, StateTheEventsLeave) {
+    raise(58006, {0x01, 0x03, 0x05});
+    EXPECT_EQ(g_fixsionFlag.load(), 1);
+    raise(58007, {0x01});
+    EXPECT_EQ(g_nmealoggingFlag.load(), 1);
+    raise(58003, {0x2A});
+    EXPECT_EQ(g_NiTimer.load(), 42);
+    raise(58006, {0x00});
+    EXPECT_EQ(g_fixsionFlag.load(), 0);
+    // Radio off keeps the users; on resumes the fix session.
+    raise(58006, {0x01, 0x01, 0x00});
+    G().calls.clear();
+    raise(58015, {0x00});
+    raise(58015, {0x01});
+    EXPECT_EQ(calls(), (Calls{"stopFix", "WPCAP 1 0", "WPCAP 1 3", "startFix"}));
+    EXPECT_EQ(g_fixsionFlag.load(), 1);
+    EXPECT_TRUE(P().traced("nl_gps_set_gnss_radio_process \r\n"));
+}
+
+TEST_F(ControlEvents, CapabilityQuerySendsCapAndChipSentences) {
+    const struct {
+        Bytes payload;
+        const char* chip;
+    } cases[] = {
+        {text("12345678"), "$GPCHP,1234,5678,V1.0.3,*  \r\n"},
+        {text(std::string("12\0\0"
+                          "5678",
+                          8)),
+         "$GPCHP,12,5678,V1.0.3,*  \r\n"},
+    };
+    for (const auto& c : cases) {
+        P().reset();
+        EXPECT_EQ(raise(58002, c.payload), 0);
+        EXPECT_EQ(reports(),
+                  (std::vector<Report>{{GNSS_PORT, "$GPCAP,0,0,1,4,0,0,1,0,0,0,0,1,1,0,*  \r\n"},
+                                       {GNSS_PORT, c.chip}}));
+    }
+}
+
+TEST_F(ControlEvents, FailuresShowOnlyAsGperr) {
+    G().fail("gpsclient_operateMode", 285);
+    // No port wants NMEA: the "$GPERR" goes nowhere.
+    EXPECT_EQ(raise(58005, {0x01}), 0);
+    EXPECT_TRUE(P().sent.empty());
+    g_gnssPortFlag = 1;
+    EXPECT_EQ(raise(58005, {0x01}), 0);
+    G().fail("gpsclient_aidingData", 282);
+    EXPECT_EQ(raise(58008, {0x00}), 0);
+    EXPECT_EQ(raise(58007, {0x02}), 0);
+    EXPECT_EQ(reports(), (std::vector<Report>{{GNSS_PORT, "\r\n$GPERR,bb,285,* \r\n"},
+                                              {GNSS_PORT, "\r\n$GPERR,b4,282,* \r\n"},
+                                              {GNSS_PORT, "\r\n$GPERR,bd,281,* \r\n"}}));
+    EXPECT_TRUE(P().traced("nl_gps_set_gpsresetengine_process \r\n"));
+}
+
+template <typename Record>
+Record passed(const char* fn) {
+    Record r{};
+    const fake::GpsCall* c = fake::gps().last(fn);
+    EXPECT_NE(c, nullptr) << fn;
+    if (c != nullptr && c->text.size() == sizeof r) {
+        std::memcpy(&r, c->text.data(), sizeof r);
+    }
+    return r;
+}
+
+// Each text is cut to its width and terminated, whatever follows it.
+TEST_F(ControlEvents, ReferenceInjectionsTakeFixedWidthTexts) {
+    EXPECT_EQ(raise(58011, text("1980-01-06T00:00:01.00"
+                                "123"
+                                "999")),
+              0);
+    const auto t = passed<GpsRefTimeInfo>("gpsclient_injRefTime");
+    EXPECT_EQ(t.time, 1000);
+    EXPECT_EQ(t.uncertainty, 123);
+    EXPECT_EQ(raise(58012, text(std::string("12.5000000000001"
+                                            "-2.5\0\0\0\0\0\0\0\0\0\0\0\0"
+                                            "3.25\0\0\0\0\0\0\0\0\0\0\0\0",
+                                            48))),
+              0);
+    const auto p = passed<GpsRefLocInfo>("gpsclient_injRefPos");
+    EXPECT_EQ(p.latitude, 12.5000000000001);
+    EXPECT_EQ(p.longitude, -2.5);
+    EXPECT_EQ(p.accuracy, 3.25f);
+}
+
+TEST_F(ControlEvents, NullPayloadCallsNothing) {
+    const std::pair<uint32_t, const char*> cases[] = {
+        {58002, "nl_gps_getcap_process data is NULL\r\n"},
+        {58003, "nl_gps_set_timeout_process data is NULL\r\n"},
+        {58004, "nl_gps_set_niallow_process data is NULL\r\n"},
+        {58005, "nl_gps_set_opermode_process data is NULL\r\n"},
+        {58006, "nl_gps_Control_fixsession_process data is NULL\r\n"},
+        {58007, "nl_gps_Set_NMEAlogging_process data is NULL\r\n"},
+        {58009, "null params!\r\n"},
+        {58010, "null params!\r\n"},
+        {58011, "null params!\r\n"},
+        {58012, "null params!\r\n"},
+        {58013, "null params!\r\n"},
+        {58015, "null params!\r\n"},
+    };
+    for (const auto& [event, trace] : cases) {
+        SCOPED_TRACE(event);
+        P().reset();
+        EXPECT_EQ(tandrel_event_dispatch(event, 0, 5), -1);
+        EXPECT_TRUE(P().traced(trace));
+    }
+    EXPECT_TRUE(G().calls.empty());
+    EXPECT_TRUE(P().sent.empty());
+    // The engine reset reads no payload.
+    EXPECT_EQ(tandrel_event_dispatch(58008, 0, 0), 0);
+    EXPECT_EQ(calls(), Calls{"aidingData 1 4"});
+}
+
+}  // namespace

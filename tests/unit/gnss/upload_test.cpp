@@ -1,0 +1,207 @@
+// ^GPSCFGDATA and ^LTODATA: the chunk checks in their order, the conversions and the chunk records.
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "gnss_fixture.h"
+
+namespace {
+
+using gnss_test::Answer;
+using gnss_test::at_call;
+using gnss_test::GnssTest;
+
+class Upload : public GnssTest {};
+
+struct Chunk {
+    std::string total = "2";
+    std::string index = "1";
+    std::string data;  // as typed, quotes included
+    std::string length;
+    std::string fifth = "1";
+    int count = 5;
+};
+
+// A chunk whose length parameter matches its data unless the test says otherwise.
+Chunk chunk(const std::string& total, const std::string& index, const std::string& chars) {
+    Chunk c;
+    c.total = total;
+    c.index = index;
+    c.data = "\"" + chars + "\"";
+    c.length = std::to_string(chars.size());
+    return c;
+}
+
+Answer send(const char* cmd, const Chunk& c) {
+    fake::RequestBytes req(cmd, NL_TYPE_SET);
+    const std::string params[] = {c.total, c.index, c.data, c.length, c.fifth, "1"};
+    for (int i = 0; i < c.count; ++i) {
+        req.text(params[i]);
+    }
+    return at_call(req, cmd, NL_TYPE_SET);
+}
+
+// 512 base64 characters that decode to the bytes 0, 1, 2, ... 383 (mod 256).
+std::string base64_of_counting_bytes() {
+    static const char* abc = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string out;
+    for (int i = 0; i < 384; i += 3) {
+        const uint32_t v = (uint32_t(i % 256) << 16) | (uint32_t((i + 1) % 256) << 8) | uint32_t((i + 2) % 256);
+        for (int s = 18; s >= 0; s -= 6) {
+            out += abc[(v >> s) & 63];
+        }
+    }
+    return out;
+}
+
+TEST_F(Upload, FullConfigurationChunkReachesTheClientDecoded) {
+    const Answer a = send("^GPSCFGDATA", chunk("2", "1", base64_of_counting_bytes()));
+    EXPECT_EQ(a.ret, 0);
+    EXPECT_EQ(a.text(), "\r\nOK\r\n");
+    const fake::GpsCall* c = G().last("gpsclient_xmldata");
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(c->op, 1);
+    ASSERT_EQ(c->text.size(), 524u);
+    GpsXmlDataChunk rec;
+    std::memcpy(&rec, c->text.data(), sizeof rec);
+    EXPECT_EQ(rec.total, 2);
+    EXPECT_EQ(rec.index, 1);
+    for (int i = 0; i < 384; ++i) {
+        ASSERT_EQ(rec.data[i], i % 256) << i;
+    }
+    EXPECT_EQ(c->text.substr(8 + 384), std::string(524 - 8 - 384, '\0')) << "zero after the data";
+}
+
+TEST_F(Upload, LastLtoChunkCarriesItsConvertedLength) {
+    const Answer a = send("^LTODATA", chunk("3", "3", "0aFf"));
+    EXPECT_EQ(a.text(), "\r\nOK\r\n");
+    const fake::GpsCall* c = G().last("gpsclient_LTOdata");
+    ASSERT_NE(c, nullptr);
+    ASSERT_EQ(c->text.size(), 528u);
+    GpsLtoDataChunk rec;
+    std::memcpy(&rec, c->text.data(), sizeof rec);
+    EXPECT_EQ(rec.total, 3);
+    EXPECT_EQ(rec.index, 3);
+    EXPECT_EQ(rec.length, 2);
+    EXPECT_EQ(rec.data[0], 0x0A);
+    EXPECT_EQ(rec.data[1], 0xFF);
+    EXPECT_EQ(c->text.substr(10, 514), std::string(514, '\0'));
+    EXPECT_TRUE(P().traced("the length = [4]\r\n"));
+
+    // 512 hexadecimal characters fill 256 bytes.
+    G().reset();
+    EXPECT_EQ(send("^LTODATA", chunk("320", "1", std::string(512, 'e'))).text(), "\r\nOK\r\n");
+    std::memcpy(&rec, G().last("gpsclient_LTOdata")->text.data(), sizeof rec);
+    EXPECT_EQ(rec.length, 256);
+    EXPECT_EQ(rec.data[255], 0xEE);
+    EXPECT_EQ(rec.data[256], 0);
+}
+
+struct Refusal {
+    const char* what;
+    const char* cmd;
+    Chunk c;
+    int32_t retenum;
+    const char* trace;
+};
+
+TEST_F(Upload, ChecksInTheirOrder) {
+    const std::string full(512, 'A');  // valid base64 and valid hex
+    const auto with = [&](Chunk c, auto change) {
+        change(c);
+        return c;
+    };
+    const Chunk good = chunk("2", "1", full);
+    const Refusal cases[] = {
+        {"four parameters", "^GPSCFGDATA", with(good, [](Chunk& c) { c.count = 4; }), 96,
+         "not enough params!\r\n"},
+        {"six parameters", "^LTODATA", with(good, [](Chunk& c) { c.count = 6; }), 96,
+         "not enough params!\r\n"},
+        {"total not a number", "^GPSCFGDATA", with(good, [](Chunk& c) { c.total = "2x"; }), 92,
+         "change to number error!\r\n"},
+        {"total 161", "^GPSCFGDATA", with(good, [](Chunk& c) { c.total = "161"; }), 92,
+         "the total larger than the MAX!\r\n"},
+        {"total 321", "^LTODATA", with(good, [](Chunk& c) { c.total = "321"; }), 92,
+         "the total larger than the MAX!\r\n"},
+        {"index empty", "^LTODATA", with(good, [](Chunk& c) { c.index = ""; }), 92,
+         "change to number error!\r\n"},
+        {"index 161", "^GPSCFGDATA", with(good, [](Chunk& c) { c.index = "161"; }), 92,
+         "the index larger than the MAX!\r\n"},
+        {"index above total", "^GPSCFGDATA", with(good, [](Chunk& c) { c.index = "3"; }), 92,
+         "the index larger than total!\r\n"},
+        {"index above total", "^LTODATA", with(good, [](Chunk& c) { c.index = "3"; }), 92,
+         "the index larger than the MAX!\r\n"},
+        {"length not a number", "^LTODATA", with(good, [](Chunk& c) { c.length = "512.0"; }), 92,
+         "change to number error!\r\n"},
+        {"length one short", "^GPSCFGDATA", with(good, [](Chunk& c) { c.length = "511"; }), 92,
+         "the data length have error!\r\n"},
+        // A wrong length is found before a wrong fifth parameter.
+        {"length and fifth wrong", "^GPSCFGDATA",
+         with(good, [](Chunk& c) { c.length = "0"; c.fifth = "2"; }), 92,
+         "the data length have error!\r\n"},
+        {"fifth 0", "^GPSCFGDATA", with(good, [](Chunk& c) { c.fifth = "0"; }), 92,
+         "the fifth parameter have error!\r\n"},
+        {"fifth 2", "^LTODATA", with(good, [](Chunk& c) { c.fifth = "2"; }), 92,
+         "the fifth parameter have error!\r\n"},
+        {"fifth not a number", "^LTODATA", with(good, [](Chunk& c) { c.fifth = "one"; }), 92,
+         "change to number error!\r\n"},
+        {"short chunk not last", "^GPSCFGDATA", chunk("2", "1", std::string(508, 'A')), 92,
+         "the data and data length have error1!\r\n"},
+        {"long last chunk", "^GPSCFGDATA", chunk("2", "2", std::string(516, 'A')), 92,
+         "the data and data length have error2!\r\n"},
+        {"data without quotes", "^LTODATA",
+         with(good, [&](Chunk& c) { c.data = "00" + full; }), 92, "quotes is error!\r\n"},
+        {"not base64", "^GPSCFGDATA", chunk("2", "2", "AB*D"), 92, "AtBase64Decode is error!\r\n"},
+        {"empty base64", "^GPSCFGDATA", chunk("1", "1", ""), 92, "AtBase64Decode is error!\r\n"},
+        {"odd hex", "^LTODATA", chunk("2", "2", "abc"), 92, "hex to hex is error\r\n"},
+        {"not hex", "^LTODATA", chunk("2", "2", "0g"), 92, "hex to hex is error\r\n"},
+    };
+    for (const Refusal& r : cases) {
+        SCOPED_TRACE(std::string(r.cmd) + ": " + r.what);
+        P().reset();
+        G().reset();
+        const Answer a = send(r.cmd, r.c);
+        EXPECT_EQ(a.ret, -1);
+        EXPECT_EQ(a.rsp.m_retenum, r.retenum);
+        EXPECT_EQ(a.rsp.m_length, 0u);
+        EXPECT_TRUE(P().traced(r.trace));
+        EXPECT_TRUE(G().calls.empty());
+    }
+}
+
+TEST_F(Upload, BoundsThatPass) {
+    const std::string full(512, 'A');
+    const std::pair<const char*, Chunk> cases[] = {
+        {"^GPSCFGDATA", chunk("160", "160", "QUJD")},
+        {"^LTODATA", chunk("161", "1", full)},
+        {"^LTODATA", chunk("320", "320", "00")},
+        // The last chunk may be shorter: 508 characters as index 2 of 2.
+        {"^GPSCFGDATA", chunk("2", "2", std::string(508, 'A'))},
+        // No lower bound: zero and negative numbers reach the client.
+        {"^GPSCFGDATA", chunk("0", "0", "QUJD")},
+        {"^LTODATA", chunk("-5", "-7", full)},
+    };
+    for (const auto& [cmd, c] : cases) {
+        SCOPED_TRACE(std::string(cmd) + " " + c.total + "/" + c.index);
+        G().reset();
+        EXPECT_EQ(send(cmd, c).text(), "\r\nOK\r\n");
+        ASSERT_EQ(G().calls.size(), 1u);
+        int32_t head[2];
+        std::memcpy(head, G().calls[0].text.data(), sizeof head);
+        EXPECT_EQ(head[0], std::stoi(c.total));
+        EXPECT_EQ(head[1], std::stoi(c.index));
+    }
+}
+
+TEST_F(Upload, ClientFailureIsMapped) {
+    for (const char* cmd : {"^GPSCFGDATA", "^LTODATA"}) {
+        SCOPED_TRACE(cmd);
+        G().fail(cmd[1] == 'G' ? "gpsclient_xmldata" : "gpsclient_LTOdata", 281);
+        const Answer a = send(cmd, chunk("1", "1", "0A0B"));
+        EXPECT_EQ(a.ret, 0);
+        EXPECT_EQ(a.rsp.m_retenum, 92);
+        EXPECT_EQ(a.rsp.m_length, 0u);
+    }
+}
+
+}  // namespace
