@@ -1,6 +1,5 @@
 // Service calls the host does not simulate yet: each says so and gives a neutral result.
 // A simulated service removes its functions from this file when it lands.
-#include "gpsclient.h"
 #include "module_info.h"
 #include "recorder.h"
 #include "tts.h"
@@ -9,41 +8,8 @@
 
 extern "C" {
 
-// GNSS client calls the simulated client does not answer yet: each fails.
-int32_t gpsclient_TLSCFG(int32_t, GpsTlsCfg*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_TLSCFG\n");
-    return 0;
-}
 
-int32_t gpsclient_ltofeature(int32_t, int32_t*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_ltofeature\n");
-    return 0;
-}
 
-int32_t gpsclient_injRefTimeFeature(int32_t, int32_t*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefTimeFeature\n");
-    return 0;
-}
-
-int32_t gpsclient_xmldata(int32_t, GpsXmlDataChunk*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_xmldata\n");
-    return 0;
-}
-
-int32_t gpsclient_LTOdata(int32_t, GpsLtoDataChunk*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_LTOdata\n");
-    return 0;
-}
-
-int32_t gpsclient_injRefTime(int32_t, GpsRefTimeInfo*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefTime\n");
-    return 0;
-}
-
-int32_t gpsclient_injRefPos(int32_t, GpsRefLocInfo*, int32_t*) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "service not simulated: gpsclient_injRefPos\n");
-    return 0;
-}
 
 // Audio engines and firmware loader: every call fails.
 int32_t rec_at_util_is_number(const char*) {

@@ -66,6 +66,36 @@ int32_t AT_GPS_InjRefTime_ioctl(const char* time_text, const char* uncertainty_t
 int32_t AT_GPS_InjRefLocInfo_ioctl(const char* latitude, const char* longitude,
                                    const char* accuracy);
 
+// ^WPURL assistance server address (at most 128 characters).
+int32_t AT_GPS_SetServerAddr(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadServerAddr(AtRequest* pIn, AtResponse* pOut);
+// ^WPTLS TLS certificate, set in chunks of 300 characters, read whole.
+int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadTlsCert(AtRequest* pIn, AtResponse* pOut);
+// ^AGNSSCFG A-GNSS protocol settings.
+int32_t AT_GPS_SetAGNSSCFG(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadAGNSSCFG(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestAGNSSCFG(AtRequest* pIn, AtResponse* pOut);
+// ^AGPSTYPECFG A-GNSS type: the SUPL and LTO locks and the operating mode,
+// the type kept in NV item 58.
+int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadAgpstypeFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestAgpstypeFeature(AtRequest* pIn, AtResponse* pOut);
+// ^SUPLMODE SUPL mode, kept in NV item 58 for the next ^AGPSTYPECFG set.
+int32_t AT_GPS_SetSuplmode(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadSuplmode(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestSuplmode(AtRequest* pIn, AtResponse* pOut);
+// ^SUPLOCK, ^LTOLOCK, ^INJTIMELOCK lock states (1 = locked).
+int32_t AT_GPS_SetSuplFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadSuplFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestSuplFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_SetLtoFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadLtoFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestLtoFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_SetInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_ReadInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
+int32_t AT_GPS_TestInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
+
 // Navigation receiver test: ^NAVTYPE, ^NAVENABLE, ^NAVFREQ and the ^NAVRX
 // measurement.
 int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut);

@@ -1,7 +1,9 @@
-// Any parameters for the chunk-upload and injection handlers and the control-event injections.
+// Any parameters for the chunk-upload, injection, TLS and server-address handlers and the
+// control-event injections.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -16,7 +18,8 @@ namespace {
 // Input: byte 0 picks the entry point, byte 1 the parameter count the
 // request claims (may exceed what follows, up to 20); the rest are
 // parameters separated by '\n', each led by one byte added (signed) to its
-// length to make its usParaLen, so lengths that lie are explored too.
+// length to make its usParaLen, so lengths that lie are explored too. A
+// parameter's leading digits also give its numeric value (ulParaValue).
 struct Param {
     std::string text;
     int32_t para_len;
@@ -42,6 +45,12 @@ std::vector<Param> split(const uint8_t* p, size_t n) {
 
 void check_records() {
     for (const fake::GpsCall& c : fake::gps().calls) {
+        if (c.fn == "gpsclient_WPURL" && (c.length < 0 || c.length > 128)) __builtin_trap();
+        if (c.fn == "gpsclient_TLSCFG") {
+            GpsTlsCfg t;
+            std::memcpy(&t, c.text.data(), sizeof t);
+            if (t.length > 300) __builtin_trap();
+        }
         if (c.fn == "gpsclient_xmldata") {
             GpsXmlDataChunk x;
             std::memcpy(&x, c.text.data(), sizeof x);
@@ -69,9 +78,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fake::platform().reset();
     fake::services().reset();
     const std::vector<Param> params = split(data + 2, size - 2);
-    const uint8_t which = data[0] % 6;
+    const uint8_t which = data[0] % 8;
 
-    if (which >= 4) {
+    if (which == 4 || which == 5) {
         // Each text exactly as long as it is, so a read past it is caught.
         std::vector<std::unique_ptr<char[]>> texts;
         for (size_t i = 0; i < 3; ++i) {
@@ -95,11 +104,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         // Texts of 561 characters fill the field without a NUL.
         std::memcpy(p.aucPara, params[i].text.data(), std::min(params[i].text.size(), sizeof p.aucPara));
         p.usParaLen = static_cast<uint16_t>(std::min<int32_t>(params[i].para_len, 65535));
+        p.ulParaValue = static_cast<uint32_t>(std::strtoul(params[i].text.c_str(), nullptr, 10));
     }
     auto rsp = std::make_unique<AtResponse>();
     std::memset(rsp.get(), 0, sizeof *rsp);
-    const AtHandler handlers[] = {AT_GPS_SetXmlData, AT_GPS_SetLtoData, AT_GPS_InjRefTime,
-                                  AT_GPS_InjRefLocInfo};
+    const AtHandler handlers[] = {AT_GPS_SetXmlData,    AT_GPS_SetLtoData, AT_GPS_InjRefTime,
+                                  AT_GPS_InjRefLocInfo, nullptr,           nullptr,
+                                  AT_GPS_SetTlsCert,    AT_GPS_SetServerAddr};
     const int32_t r = handlers[which](req.get(), rsp.get());
     if (r != 0 && r != -1) __builtin_trap();
     // A refusal or a failed call answers without text; success answers OK.

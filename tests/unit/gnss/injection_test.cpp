@@ -14,30 +14,21 @@ using gnss_test::GnssTest;
 
 class Injection : public GnssTest {
   protected:
-    GpsRefTimeInfo time_record() {
-        const fake::GpsCall* c = G().last("gpsclient_injRefTime");
-        GpsRefTimeInfo r{};
-        EXPECT_NE(c, nullptr);
-        if (c != nullptr) {
+    // The record of the last call of fn: operation 1, 24 bytes, zero padding.
+    template <typename Record>
+    Record record(const char* fn) {
+        const fake::GpsCall* c = G().last(fn);
+        Record r{};
+        EXPECT_NE(c, nullptr) << fn;
+        if (c != nullptr && c->text.size() == sizeof r) {
             EXPECT_EQ(c->op, 1);
-            EXPECT_EQ(c->text.size(), 24u);
             EXPECT_EQ(c->text.substr(20), std::string(4, '\0')) << "padding";
             std::memcpy(&r, c->text.data(), sizeof r);
         }
         return r;
     }
-    GpsRefLocInfo pos_record() {
-        const fake::GpsCall* c = G().last("gpsclient_injRefPos");
-        GpsRefLocInfo r{};
-        EXPECT_NE(c, nullptr);
-        if (c != nullptr) {
-            EXPECT_EQ(c->op, 1);
-            EXPECT_EQ(c->text.size(), 24u);
-            EXPECT_EQ(c->text.substr(20), std::string(4, '\0')) << "padding";
-            std::memcpy(&r, c->text.data(), sizeof r);
-        }
-        return r;
-    }
+    GpsRefTimeInfo time_record() { return record<GpsRefTimeInfo>("gpsclient_injRefTime"); }
+    GpsRefLocInfo pos_record() { return record<GpsRefLocInfo>("gpsclient_injRefPos"); }
 };
 
 Answer send(const char* cmd, const std::vector<std::string>& params) {
