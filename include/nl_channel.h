@@ -63,6 +63,27 @@ const char* nl_bind_errno_text(int err);
 // Pause before the next receive after this many receive failures in a row.
 uint32_t nl_recv_backoff_ms(uint32_t consecutive_failures);
 
+// One received message, as the receive loop handles it: checked with
+// nl_check_request against the driver's port id (traced and dropped when
+// refused), else its request copied into g_nl_rx_buf and posted to module 58
+// as event 58001. msg is the zero-filled receive buffer, at least
+// NL_DATA_OFFSET + FIX_NL_DATA_LENGTH - 1 bytes, whatever the datagram's size.
+void nl_handle_message(const uint8_t* msg, uint32_t namelen, uint32_t sender);
+
+// The receive loop's state: its socket, its buffer, and the receive failures
+// in a row so far.
+struct NlReceiver {
+    int fd;
+    uint8_t* buf;
+    uint32_t capacity;
+    uint32_t failures;
+};
+
+// One turn of the receive loop: receives one datagram into r.buf and
+// handles it; a failed receive is traced and, once failures persist, paused
+// for as nl_recv_backoff_ms says.
+void nl_receive_one(NlReceiver& r);
+
 // Opens the channel, registers the command table and hands every accepted
 // request to the message loop as event 58001. Returns only on a set-up
 // failure (socket, bind or allocation).

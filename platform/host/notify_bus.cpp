@@ -19,8 +19,11 @@ namespace {
 
 constexpr uint32_t kMaxModules = 64;
 // Queued bytes above which posting threads wait for the loop: a burst is
-// slowed down, never dropped.
-constexpr size_t kQueueByteCap = size_t{32} << 20;
+// slowed down, never dropped. Small, so that a flood of requests waits in the
+// netlink socket (and slows the driver down) instead of growing the daemon.
+constexpr size_t kQueueByteCap = size_t{1} << 20;
+// The largest payload one event may carry; it is queued alone if need be.
+constexpr size_t kMaxEventBytes = size_t{32} << 20;
 // A synchronous request that the loop has not started after this long is
 // withdrawn and answered -1.
 constexpr auto kSendWait = std::chrono::seconds(30);
@@ -222,7 +225,7 @@ bool valid_event(const NotifyEvent& e) {
     const bool slot_ok = e.slot == NotifySlot::First || e.slot == NotifySlot::Second;
     const bool layout_ok = e.layout == NotifyLayout::LenPtr || e.layout == NotifyLayout::PtrLen ||
                            e.layout == NotifyLayout::Words;
-    return slot_ok && layout_ok && e.len <= kQueueByteCap;
+    return slot_ok && layout_ok && e.len <= kMaxEventBytes;
 }
 
 }  // namespace

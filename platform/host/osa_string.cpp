@@ -1,4 +1,5 @@
 // Bounded memory and string calls of the platform, as the host provides them.
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -15,7 +16,7 @@ extern "C" int osa_memcpy_s(void* dst, size_t dst_size, const void* src, size_t 
     if (dst == nullptr || (src == nullptr && count != 0)) {
         return kErrInvalid;
     }
-    const size_t n = count < dst_size ? count : dst_size;
+    const size_t n = std::min(count, dst_size);
     if (n != 0) {
         memmove(dst, src, n);
     }
@@ -26,7 +27,7 @@ extern "C" int osa_memset_s(void* dst, size_t dst_size, int c, size_t count) {
     if (dst == nullptr) {
         return kErrInvalid;
     }
-    const size_t n = count < dst_size ? count : dst_size;
+    const size_t n = std::min(count, dst_size);
     memset(dst, c, n);
     return n == count ? 0 : kErrRange;
 }

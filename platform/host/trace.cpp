@@ -100,7 +100,9 @@ extern "C" void QSP_TRACE_PrintInfo(const char* file, int line, int /*module*/, 
     tm local{};
     localtime_r(&now.tv_sec, &local);
     char stamp[32];
-    strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
+    if (strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local) == 0) {
+        stamp[0] = '\0';  // the buffer holds any date; an empty stamp rather than garbage
+    }
 
     // The line's head and text stop short of the end of `out`, which keeps
     // room for the cut mark and the newline.

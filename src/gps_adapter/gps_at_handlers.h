@@ -95,7 +95,6 @@ int32_t AT_GPS_TestLtoFeature(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_SetInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_ReadInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
 int32_t AT_GPS_TestInjRefTimeFeature(AtRequest* pIn, AtResponse* pOut);
-
 // Navigation receiver test: ^NAVTYPE, ^NAVENABLE, ^NAVFREQ and the ^NAVRX
 // measurement.
 int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut);

@@ -1,4 +1,5 @@
 // ^FILEIO: file read, write and delete, with the write lock and the RAM file's size bookkeeping.
+#include <algorithm>
 #include <cstring>
 
 #include "recorder.h"
@@ -26,9 +27,7 @@ constexpr uint32_t kWriteParaCount = 7;
 
 // The engine's number test on parameter i; an entry beyond the count is empty.
 bool para_is_number(AtRequest* pIn, uint32_t i) {
-    const uint32_t count = pIn->m_para_count < AT_MAX_PARAS
-                               ? pIn->m_para_count
-                               : static_cast<uint32_t>(AT_MAX_PARAS);
+    const uint32_t count = std::min(pIn->m_para_count, static_cast<uint32_t>(AT_MAX_PARAS));
     return rec_at_util_is_number(i < count ? audio_at::para_cstr(*pIn, i) : "") != 0;
 }
 

@@ -45,7 +45,7 @@ int32_t send_report(const char* text, size_t text_size, uint32_t id) {
     return TANDREL_OK;
 }
 
-// ram_written_size follows counts the engine sends; it saturates rather than
+// ram_written_size follows the counts the engine sends; it saturates rather than
 // overflowing on nonsense.
 int32_t saturated(int64_t v) {
     if (v > std::numeric_limits<int32_t>::max()) {

@@ -1,4 +1,5 @@
 // Command dispatch: one request from the kernel becomes one handler call and one response.
+#include <algorithm>
 #include <cstring>
 
 #include "at_cmd_table.h"
@@ -161,9 +162,7 @@ void tandrel_print_para(const AtRequest* pIn, const AtResponse* pOut) {
                       static_cast<int32_t>(pIn->m_type), static_cast<int32_t>(pIn->m_uindex));
         TANDREL_TRACE(TRACE_LEVEL_DEBUG, "outputpara m_para_count = <%d>\r\n",
                       static_cast<int32_t>(pIn->m_para_count));
-        const uint32_t count = pIn->m_para_count < AT_MAX_PARAS
-                                   ? pIn->m_para_count
-                                   : static_cast<uint32_t>(AT_MAX_PARAS);
+        const uint32_t count = std::min(pIn->m_para_count, static_cast<uint32_t>(AT_MAX_PARAS));
         for (uint32_t i = 0; i < count; ++i) {
             const AtCmdParam& p = pIn->m_para_list[i];
             if (p.usParaLen == 0) {

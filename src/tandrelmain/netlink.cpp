@@ -44,7 +44,9 @@ void trace_bind_failure(int fd, int err) {
 // threads may already be calling for reports.
 void set_user_fd(int fd) { std::atomic_ref<int>(g_user_fd).store(fd, std::memory_order_release); }
 
-void handle_message(const uint8_t* msg, uint32_t namelen, uint32_t sender) {
+}  // namespace
+
+void nl_handle_message(const uint8_t* msg, uint32_t namelen, uint32_t sender) {
     NlDeviceEvent ev{};
     const NlVerdict verdict = nl_check_request(msg, namelen, sender, platform_nl_driver_pid(), &ev);
     if (verdict == NlVerdict::BadNameLen) {
@@ -84,34 +86,27 @@ void handle_message(const uint8_t* msg, uint32_t namelen, uint32_t sender) {
     }
 }
 
-[[noreturn]] void receive_forever(int fd, uint8_t* buf, uint32_t capacity) {
+void nl_receive_one(NlReceiver& r) {
+    osa_memset_s(r.buf, r.capacity, 0, r.capacity);
     sockaddr_nl src = nl_address(0);
-    iovec iov{buf, capacity};
+    iovec iov{r.buf, r.capacity};
     msghdr in{};
     in.msg_name = &src;
+    in.msg_namelen = sizeof src;
     in.msg_iov = &iov;
     in.msg_iovlen = 1;
-    TANDREL_TRACE(TRACE_LEVEL_INFO, "tandrel_netlink_msg_process netlink rev loop begin!");
-
-    uint32_t failures = 0;
-    for (;;) {
-        osa_memset_s(buf, capacity, 0, capacity);
-        in.msg_namelen = sizeof src;
-        const ssize_t n = recvmsg(fd, &in, 0);
-        if (n <= 0) {
-            TANDREL_TRACE(TRACE_LEVEL_ERROR, "tandrel_netlink_msg_process recvmsg error.");
-            const uint32_t pause = nl_recv_backoff_ms(++failures);
-            if (pause != 0) {
-                osa_sleep(pause);
-            }
-            continue;
+    const ssize_t n = recvmsg(r.fd, &in, 0);
+    if (n <= 0) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "tandrel_netlink_msg_process recvmsg error.");
+        const uint32_t pause = nl_recv_backoff_ms(++r.failures);
+        if (pause != 0) {
+            osa_sleep(pause);
         }
-        failures = 0;
-        handle_message(buf, in.msg_namelen, src.nl_pid);
+        return;
     }
+    r.failures = 0;
+    nl_handle_message(r.buf, in.msg_namelen, src.nl_pid);
 }
-
-}  // namespace
 
 void tandrel_netlink_msg_process(void) {
     TANDREL_TRACE(TRACE_LEVEL_INFO, "tandrel_netlink_msg_process enter!!\r\n");
@@ -159,5 +154,9 @@ void tandrel_netlink_msg_process(void) {
     }
     TANDREL_TRACE(TRACE_LEVEL_INFO, "tandrel_netlink_msg_process netlink message send completely!");
 
-    receive_forever(fd, buf, size.nlmsg_len);
+    TANDREL_TRACE(TRACE_LEVEL_INFO, "tandrel_netlink_msg_process netlink rev loop begin!");
+    NlReceiver receiver{fd, buf, size.nlmsg_len, 0};
+    for (;;) {
+        nl_receive_one(receiver);
+    }
 }

@@ -81,6 +81,7 @@ uint32_t nl_handler_word(AtHandler h) {
         return 0;
     }
     const auto word = static_cast<uint32_t>(reinterpret_cast<uintptr_t>(h));
+    // cppcheck-suppress knownConditionTrueFalse ; a 64-bit address cut to 32 bits can be 0
     return word != 0 ? word : 1;
 }
 

@@ -1,6 +1,7 @@
 // Parameter readers and engine-result handling shared by the text-to-speech and recorder commands.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -13,8 +14,7 @@ namespace audio_at {
 // The text of parameter i (0-based) as typed, bounded by its field whatever
 // usParaLen claims; empty for an entry beyond m_para_count.
 inline std::string_view para_text(const AtRequest& req, uint32_t i) {
-    const uint32_t count =
-        req.m_para_count < AT_MAX_PARAS ? req.m_para_count : static_cast<uint32_t>(AT_MAX_PARAS);
+    const uint32_t count = std::min(req.m_para_count, static_cast<uint32_t>(AT_MAX_PARAS));
     return i < count ? at_para_text(req.m_para_list[i]) : std::string_view{};
 }
 

@@ -709,8 +709,8 @@ int Sim::run() {
     shutdown();
     if (temp_dir_ && rc == 0) {
         nftw(dir_.c_str(), remove_entry, 16, FTW_DEPTH | FTW_PHYS);
-    } else if (rc != 0 && !dir_.empty()) {
-        say("run directory kept: " + dir_);
+    } else if (temp_dir_) {
+        say("run directory kept for its logs: " + dir_);
     }
     return rc;
 }

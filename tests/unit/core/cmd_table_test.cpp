@@ -110,7 +110,8 @@ static_assert(std::size(kRows) == AT_CMD_COUNT);
 
 // Commands whose own handlers are not built yet: their H cells are still
 // null. Each subsystem removes its names when it wires its handlers.
-const std::set<std::string> kNotYetBuilt = {};
+const std::set<std::string> kNotYetBuilt = {
+};
 
 TEST(CommandTable, EveryRowAsRegistered) {
     for (size_t i = 0; i < AT_CMD_COUNT; ++i) {

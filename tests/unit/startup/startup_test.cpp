@@ -2,15 +2,19 @@
 // The GNSS client, the adapters' inits and the socket calls are wrapped at link time, so the
 // order in which tandrel_main and the netlink loop make them can be observed.
 #include <gtest/gtest.h>
+#include <linux/netlink.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "at_kernel.h"
 #include "fake_platform.h"
 #include "gpsclient.h"
+#include "le_bytes.h"
 #include "nl_channel.h"
 #include "request_builder.h"
 #include "tandrel_adapters.h"
@@ -26,6 +30,9 @@ struct Wraps {
     int socket_fd = -1;                   // socket's result (-1: fails)
     int bind_errno = 0;                   // 0: bind succeeds
     std::vector<int> closed;
+    // recvmsg on the fake socket: each entry one call; empty bytes = a failure.
+    std::vector<std::vector<uint8_t>> received;
+    size_t next_received = 0;
 };
 Wraps g_wraps;
 
@@ -67,6 +74,23 @@ int __wrap_bind(int, const sockaddr*, socklen_t) {
     g_wraps.order.push_back("bind");
     errno = g_wraps.bind_errno;
     return g_wraps.bind_errno == 0 ? 0 : -1;
+}
+ssize_t __real_recvmsg(int fd, msghdr* m, int flags);
+ssize_t __wrap_recvmsg(int fd, msghdr* m, int flags) {
+    if (fd != kFakeFd) {
+        return __real_recvmsg(fd, m, flags);
+    }
+    if (g_wraps.next_received >= g_wraps.received.size() || g_wraps.received[g_wraps.next_received].empty()) {
+        ++g_wraps.next_received;
+        errno = ENOBUFS;
+        return -1;
+    }
+    const std::vector<uint8_t>& d = g_wraps.received[g_wraps.next_received++];
+    const size_t n = std::min(d.size(), m->msg_iov[0].iov_len);
+    memcpy(m->msg_iov[0].iov_base, d.data(), n);
+    static_cast<sockaddr_nl*>(m->msg_name)->nl_pid = 0;  // the kernel, as the fakes' driver
+    m->msg_namelen = sizeof(sockaddr_nl);
+    return static_cast<ssize_t>(n);
 }
 int __wrap_close(int fd) {
     if (fd == kFakeFd) {
@@ -195,6 +219,29 @@ TEST_F(Startup, NoMemoryForTheRegistrationClosesTheChannel) {
     EXPECT_EQ(P().calls.back(), "boot_check_update_info") << "checked once the socket is bound";
     EXPECT_EQ(g_wraps.closed, (std::vector<int>{kFakeFd}));
     EXPECT_EQ(g_user_fd, -1);
+}
+
+TEST_F(Startup, PersistentReceiveFailuresBackOffUntilAMessageArrives) {
+    // Six failures, one request, four failures: the pauses start with the
+    // fourth failure in a row, double, and start again after a message.
+    fake::RequestBytes req("^WPQOS", 1);
+    std::vector<uint8_t> datagram(NL_DATA_OFFSET, 0);
+    le_put_u32(&datagram[NL_EVENT_OFFSET], 1);
+    le_put_u32(&datagram[NL_EVENT_OFFSET + 8], 100);
+    datagram.insert(datagram.end(), req.data(), req.data() + 100);
+    g_wraps.received = {{}, {}, {}, {}, {}, {}, datagram, {}, {}, {}, {}};
+
+    std::vector<uint8_t> buf(10268);
+    NlReceiver r{kFakeFd, buf.data(), static_cast<uint32_t>(buf.size()), 0};
+    for (size_t i = 0; i < g_wraps.received.size(); ++i) {
+        nl_receive_one(r);
+    }
+    EXPECT_EQ(P().sleeps, (std::vector<uint32_t>{10, 20, 40, 10}));
+    EXPECT_EQ(r.failures, 4u);
+    EXPECT_EQ(traces_at(2), Order(10, "tandrel_netlink_msg_process recvmsg error."));
+    ASSERT_EQ(P().posted.size(), 1u);
+    EXPECT_EQ(P().posted[0].event, 58001u);
+    EXPECT_EQ(P().posted[0].data, std::vector<uint8_t>(req.data(), req.data() + 100));
 }
 
 class EventRouting : public fake::PlatformTest {};
