@@ -105,6 +105,43 @@ int32_t port_fix(AtRequest* pIn, AtResponse* pOut, int32_t (*engine)(int32_t*), 
     return TANDREL_OK;
 }
 
+// ^NLGPSOPT set: the port user starts (flag 1) or stops (flag 0) its fixes;
+// the engine follows only when the other side leaves it to this one.
+int32_t nmea_fix(AtRequest* pIn, AtResponse* pOut, int32_t flag) {
+    if (pIn == nullptr || pOut == nullptr) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
+        return TANDREL_FAIL;
+    }
+    int32_t radio = 0;
+    const PortUser* user = nmea_opt_prologue(pIn, pOut, &radio);
+    if (user == nullptr) {
+        return TANDREL_FAIL;
+    }
+    bool failed = false;
+    int32_t code = 0;
+    if (user->flag->load() == flag) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s",
+                      flag == 1 ? user->started_trace : user->stopped_trace);
+        failed = true;
+        code = flag == 1 ? GPS_ERR_ALREADY_STARTED : GPS_ERR_ALREADY_STOPPED;
+    } else if (user->may_drive(radio)) {
+        if (flag == 1) {
+            TANDREL_TRACE(TRACE_LEVEL_INFO, "will open the GPS !!!!\r\n");
+            failed = gpsclient_startFix(&code) == 0;
+        } else {
+            TANDREL_TRACE(TRACE_LEVEL_INFO, "will close the GPS !!!!\r\n");
+            failed = gpsclient_stopFix(&code) == 0;
+        }
+    }
+    if (failed) {
+        at_set_error(pOut, gps_err_retenum(code));
+        return TANDREL_OK;
+    }
+    user->flag->store(flag);
+    at_set_text(pOut, AT_TEXT_OK);
+    return TANDREL_OK;
+}
+
 }  // namespace
 
 int32_t AT_GPS_StartFix(AtRequest* pIn, AtResponse* pOut) {
@@ -116,61 +153,11 @@ int32_t AT_GPS_StopFix(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_NMEA_StartFix(AtRequest* pIn, AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return TANDREL_FAIL;
-    }
-    int32_t radio = 0;
-    const PortUser* user = nmea_opt_prologue(pIn, pOut, &radio);
-    if (user == nullptr) {
-        return TANDREL_FAIL;
-    }
-    bool failed = false;
-    int32_t code = 0;
-    if (user->flag->load() == 1) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", user->started_trace);
-        failed = true;
-        code = GPS_ERR_ALREADY_STARTED;
-    } else if (user->may_drive(radio)) {
-        TANDREL_TRACE(TRACE_LEVEL_INFO, "will open the GPS !!!!\r\n");
-        failed = gpsclient_startFix(&code) == 0;
-    }
-    if (failed) {
-        at_set_error(pOut, gps_err_retenum(code));
-        return TANDREL_OK;
-    }
-    user->flag->store(1);
-    at_set_text(pOut, AT_TEXT_OK);
-    return TANDREL_OK;
+    return nmea_fix(pIn, pOut, 1);
 }
 
 int32_t AT_NMEA_StopFix(AtRequest* pIn, AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return TANDREL_FAIL;
-    }
-    int32_t radio = 0;
-    const PortUser* user = nmea_opt_prologue(pIn, pOut, &radio);
-    if (user == nullptr) {
-        return TANDREL_FAIL;
-    }
-    bool failed = false;
-    int32_t code = 0;
-    if (user->flag->load() == 0) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", user->stopped_trace);
-        failed = true;
-        code = GPS_ERR_ALREADY_STOPPED;
-    } else if (user->may_drive(radio)) {
-        TANDREL_TRACE(TRACE_LEVEL_INFO, "will close the GPS !!!!\r\n");
-        failed = gpsclient_stopFix(&code) == 0;
-    }
-    if (failed) {
-        at_set_error(pOut, gps_err_retenum(code));
-        return TANDREL_OK;
-    }
-    user->flag->store(0);
-    at_set_text(pOut, AT_TEXT_OK);
-    return TANDREL_OK;
+    return nmea_fix(pIn, pOut, 0);
 }
 
 int32_t GNSS_IOCTRL_Gnss_Radio(int32_t state) {

@@ -50,6 +50,18 @@ OsaBuffer take_report() {
     return buf;
 }
 
+// The entry of a report builder that needs its record: the entry trace under
+// the name given and the response record; an empty owner (traced) when the
+// record is null or the allocation failed.
+OsaBuffer enter_report(const void* record, const char* name) {
+    if (record == nullptr) {
+        IPSTACK_TRACE(TRACE_LEVEL_ERROR, "null params");
+        return OsaBuffer();
+    }
+    IPSTACK_TRACE(TRACE_LEVEL_INFO, "[ipstackatapi] %s in!\n", name);
+    return take_report();
+}
+
 void fill_report(AtResponse* rsp, const char* bytes, size_t len, uint32_t port, uint32_t protocol,
                  uint32_t id) {
     const size_t n = len < sizeof rsp->m_buffer ? len : sizeof rsp->m_buffer - 1;
@@ -72,12 +84,7 @@ uint64_t data_bytes(const IpstackDataEvent& ev, bool ssl) {
 }  // namespace
 
 int32_t at_ipstack_ipstate_report(const void* record) {
-    if (record == nullptr) {
-        IPSTACK_TRACE(TRACE_LEVEL_ERROR, "null params");
-        return TANDREL_FAIL;
-    }
-    IPSTACK_TRACE(TRACE_LEVEL_INFO, "[ipstackatapi] at_ipstack_ipstate_report in!\n");
-    OsaBuffer buf = take_report();
+    OsaBuffer buf = enter_report(record, "at_ipstack_ipstate_report");
     if (!buf) {
         return TANDREL_FAIL;
     }
@@ -97,12 +104,7 @@ int32_t at_ipstack_ipstate_report(const void* record) {
 }
 
 int32_t at_ipstack_sockserv_report(const void* record) {
-    if (record == nullptr) {
-        IPSTACK_TRACE(TRACE_LEVEL_ERROR, "null params");
-        return TANDREL_FAIL;
-    }
-    IPSTACK_TRACE(TRACE_LEVEL_INFO, "[ipstackatapi] at_ipstack_sockserv_report in!\n");
-    OsaBuffer buf = take_report();
+    OsaBuffer buf = enter_report(record, "at_ipstack_sockserv_report");
     if (!buf) {
         return TANDREL_FAIL;
     }
@@ -118,12 +120,7 @@ int32_t at_ipstack_sockserv_report(const void* record) {
 }
 
 int32_t at_ipstack_iprcv_report(const void* record) {
-    if (record == nullptr) {
-        IPSTACK_TRACE(TRACE_LEVEL_ERROR, "null params");
-        return TANDREL_FAIL;
-    }
-    IPSTACK_TRACE(TRACE_LEVEL_INFO, "[ipstackatapi] at_ipstack_ipdata_report in!\n");
-    OsaBuffer buf = take_report();
+    OsaBuffer buf = enter_report(record, "at_ipstack_ipdata_report");
     if (!buf) {
         return TANDREL_FAIL;
     }
@@ -140,12 +137,7 @@ int32_t at_ipstack_iprcv_report(const void* record) {
 }
 
 int32_t at_ipstack_ipdata_report(const void* record) {
-    if (record == nullptr) {
-        IPSTACK_TRACE(TRACE_LEVEL_ERROR, "null params");
-        return TANDREL_FAIL;
-    }
-    IPSTACK_TRACE(TRACE_LEVEL_INFO, "[ipstackatapi] at_ipstack_ipdata_report in!\n");
-    OsaBuffer buf = take_report();
+    OsaBuffer buf = enter_report(record, "at_ipstack_ipdata_report");
     if (!buf) {
         return TANDREL_FAIL;
     }
