@@ -37,31 +37,15 @@ constexpr int32_t kOpModeOfSuplMode2 = 5;
 constexpr char kNotEnough[] = "not enough params!\r\n";
 constexpr char kTooMany[] = "too many params!\r\n";
 
-bool null_params(const AtRequest* pIn, const AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return true;
-    }
-    return false;
-}
-
-int32_t refuse(AtResponse* pOut, int32_t retenum, const char* trace) {
-    if (trace != nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", trace);
-    }
-    at_set_error(pOut, retenum);
-    return TANDREL_FAIL;
-}
-
 // Exactly want parameters: fewer give 20, more 96.
 bool count_ok(const AtRequest* pIn, AtResponse* pOut, uint32_t want,
               const char* none_trace = kNotEnough, const char* over_trace = kTooMany) {
     if (pIn->m_para_count < want) {
-        refuse(pOut, AT_RET_NO_HANDLER, none_trace);
+        gnss_refuse(pOut, AT_RET_NO_HANDLER, none_trace);
         return false;
     }
     if (pIn->m_para_count > want) {
-        refuse(pOut, GPS_RET_PARAM_COUNT, over_trace);
+        gnss_refuse(pOut, GPS_RET_PARAM_COUNT, over_trace);
         return false;
     }
     return true;
@@ -99,13 +83,13 @@ struct RadioTraces {
 
 int32_t radio_test(AtRequest* pIn, AtResponse* pOut, const char* name, const char* ranges,
                    RadioTraces traces = {nullptr, nullptr}) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     int32_t radio = 0;
     int32_t err = 0;
     if (gpsclient_WPCAP(GPS_OP_GET, &radio, &err) == 0) {
-        return refuse(pOut, gps_err_retenum(err), traces.read_failed);
+        return gnss_refuse(pOut, gps_err_retenum(err), traces.read_failed);
     }
     if (radio == GPS_RADIO_OFF) {
         if (traces.off != nullptr) {
@@ -168,10 +152,11 @@ struct Lock {
     RadioTraces radio;
 };
 
-constexpr Lock kSuplLock{"^SUPLOCK", gpsclient_suplfeature, "AT_GPS_SetSuplFeature", kNotEnough,
-                         kTooMany, nullptr, nullptr, {nullptr, nullptr}};
-constexpr Lock kLtoLock{"^LTOLOCK", gpsclient_ltofeature, nullptr, kNotEnough,
-                        kTooMany, nullptr, nullptr, {nullptr, nullptr}};
+constexpr Lock kSuplLock{
+    "^SUPLOCK", gpsclient_suplfeature, "AT_GPS_SetSuplFeature", kNotEnough, kTooMany, nullptr,
+    nullptr,    {nullptr, nullptr}};
+constexpr Lock kLtoLock{"^LTOLOCK", gpsclient_ltofeature, nullptr, kNotEnough, kTooMany, nullptr,
+                        nullptr,    {nullptr, nullptr}};
 constexpr Lock kInjTimeLock{"^INJTIMELOCK",
                             gpsclient_injRefTimeFeature,
                             nullptr,
@@ -183,7 +168,7 @@ constexpr Lock kInjTimeLock{"^INJTIMELOCK",
                              "AT_GPS_TestInjRefTimeFeature: Gps is disabled!\r\n"}};
 
 int32_t lock_set(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 1, l.count_none, l.count_over)) {
@@ -208,7 +193,7 @@ int32_t lock_set(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t lock_query(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     int32_t value = 0;
@@ -236,13 +221,13 @@ namespace {
 int32_t refuse_long_address(AtResponse* pOut, uint32_t para_len) {
     TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_SetServerAddr address is too long (%u)!\r\n",
                   static_cast<unsigned>(para_len));
-    return refuse(pOut, kRetBadValue, nullptr);
+    return gnss_refuse(pOut, kRetBadValue, nullptr);
 }
 
 }  // namespace
 
 int32_t AT_GPS_SetServerAddr(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 1)) {
@@ -274,7 +259,7 @@ int32_t AT_GPS_SetServerAddr(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_ReadServerAddr(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     char address[kServerAddrMax + 1] = {};
@@ -292,11 +277,11 @@ int32_t AT_GPS_ReadServerAddr(AtRequest* pIn, AtResponse* pOut) {
 // ^WPTLS
 
 int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (pIn->m_para_count == 0) {
-        return refuse(pOut, AT_RET_NO_HANDLER, kNotEnough);
+        return gnss_refuse(pOut, AT_RET_NO_HANDLER, kNotEnough);
     }
     GpsTlsCfg cfg;
     osa_memset_s(&cfg, sizeof cfg, 0, sizeof cfg);
@@ -304,11 +289,11 @@ int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
     if (tls_len == 0) {
         // No certificate: the client gets an all-zero record, no chunk.
         if (pIn->m_para_count > 1) {
-            return refuse(pOut, GPS_RET_PARAM_COUNT, kTooMany);
+            return gnss_refuse(pOut, GPS_RET_PARAM_COUNT, kTooMany);
         }
     } else {
         if (pIn->m_para_count != 3) {
-            return refuse(pOut, GPS_RET_BAD_VALUE, "params number error!\r\n");
+            return gnss_refuse(pOut, GPS_RET_BAD_VALUE, "params number error!\r\n");
         }
         const AtCmdParam& text = pIn->m_para_list[2];
         cfg.tls_len = tls_len;
@@ -317,7 +302,7 @@ int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
                      text.usParaLen < sizeof text.aucPara ? text.usParaLen : sizeof text.aucPara);
         const size_t length = strnlen(cfg.data, sizeof cfg.data);
         if (length > kTlsChunk) {
-            return refuse(pOut, GPS_RET_BAD_VALUE, "TLS length is too long!\r\n");
+            return gnss_refuse(pOut, GPS_RET_BAD_VALUE, "TLS length is too long!\r\n");
         }
         cfg.length = static_cast<uint16_t>(length);
         // Chunks of 300 characters; the one after the q full chunks holds the
@@ -331,7 +316,7 @@ int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
             fits = length == r;
         }
         if (!fits) {
-            return refuse(pOut, GPS_RET_BAD_VALUE, "TLS data length error!\r\n");
+            return gnss_refuse(pOut, GPS_RET_BAD_VALUE, "TLS data length error!\r\n");
         }
         TANDREL_TRACE(TRACE_LEVEL_INFO,
                       "AT_GPS_SetTlsCert: tls_len (%d), index (%d), length (%d)!\r\n",
@@ -347,7 +332,7 @@ int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_ReadTlsCert(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     GpsTlsCfg cfg;
@@ -377,7 +362,7 @@ int32_t AT_GPS_ReadTlsCert(AtRequest* pIn, AtResponse* pOut) {
 // ^AGNSSCFG
 
 int32_t AT_GPS_SetAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 4)) {
@@ -390,7 +375,7 @@ int32_t AT_GPS_SetAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
     cfg.sec_mode = pIn->m_para_list[3].ulParaValue;
     if (cfg.asystem != 1 || cfg.transport_mode != 1 || (cfg.supl_ver != 1 && cfg.supl_ver != 2) ||
         cfg.sec_mode > 1) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, nullptr);
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, nullptr);
     }
     TANDREL_TRACE(TRACE_LEVEL_INFO,
                   "AT_GPS_SetAGNSSCFG: asystem %d,transport_mode %d,supl_ver %d,sec_mode %d!\r\n",
@@ -405,7 +390,7 @@ int32_t AT_GPS_SetAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_ReadAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     GpsAgnssCfg cfg{};
@@ -428,7 +413,7 @@ int32_t AT_GPS_TestAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
 // ^AGPSTYPECFG
 
 int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 1)) {
@@ -437,13 +422,13 @@ int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
     const int32_t type = value_of(pIn, 0);
     TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_GPS_SetAgpstypeFeature type is %d\r\n", type);
     if (!nv_read(kNvReadFailSet)) {
-        return refuse(pOut, kRetNvFailed, nullptr);
+        return gnss_refuse(pOut, kRetNvFailed, nullptr);
     }
     const uint8_t supl_mode = g_AgpsTypeCfgNv[kNvSuplModeByte];
     const int32_t m = supl_mode == kNvSuplMode2 ? kOpModeOfSuplMode2 : supl_mode;
     if (type < 1 || type > 4) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_SetAgpstypeFeature error type is %d\r\n", type);
-        return refuse(pOut, kRetBadValue, nullptr);
+        return gnss_refuse(pOut, kRetBadValue, nullptr);
     }
     const AgnssType& t = kAgnssTypes[type - 1];
     // SUPL first: when it fails the LTO lock is left as it was; when the LTO
@@ -452,12 +437,12 @@ int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
     int32_t err = 0;
     if (gpsclient_suplfeature(GPS_OP_SET, &supl, &err) == 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_SetAgpstypeFeature set supl lock failed!\r\n");
-        return refuse(pOut, gps_err_retenum(err), nullptr);
+        return gnss_refuse(pOut, gps_err_retenum(err), nullptr);
     }
     int32_t lto = t.lto_lock;
     if (gpsclient_ltofeature(GPS_OP_SET, &lto, &err) == 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_SetAgpstypeFeature set lto lock failed!\r\n");
-        return refuse(pOut, gps_err_retenum(err), nullptr);
+        return gnss_refuse(pOut, gps_err_retenum(err), nullptr);
     }
     int32_t mode = t.mode_from_supl ? m : 0;
     g_AgpsTypeCfgNv[kNvTypeByte] = t.nv_code;
@@ -466,18 +451,18 @@ int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
         return client_failed(pOut, err);
     }
     if (!nv_write()) {
-        return refuse(pOut, kRetNvFailed, nullptr);
+        return gnss_refuse(pOut, kRetNvFailed, nullptr);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
 }
 
 int32_t AT_GPS_ReadAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!nv_read(kNvReadFailQuery)) {
-        return refuse(pOut, kRetNvFailed, nullptr);
+        return gnss_refuse(pOut, kRetNvFailed, nullptr);
     }
     const uint8_t code = g_AgpsTypeCfgNv[kNvTypeByte];
     answer_value(pOut, "^AGPSTYPECFG", code == kNvType4 ? 4 : code);
@@ -492,7 +477,7 @@ int32_t AT_GPS_TestAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
 // is not told.
 
 int32_t AT_GPS_SetSuplmode(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 1)) {
@@ -501,22 +486,22 @@ int32_t AT_GPS_SetSuplmode(AtRequest* pIn, AtResponse* pOut) {
     const int32_t mode = value_of(pIn, 0);
     TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_GPS_SetSuplmode mode is %d\r\n", mode);
     if (!nv_read(kNvReadFailSet)) {
-        return refuse(pOut, kRetNvFailed, nullptr);
+        return gnss_refuse(pOut, kRetNvFailed, nullptr);
     }
     g_AgpsTypeCfgNv[kNvSuplModeByte] = mode == 2 ? kNvSuplMode2 : static_cast<uint8_t>(mode);
     if (!nv_write()) {
-        return refuse(pOut, kRetNvFailed, nullptr);
+        return gnss_refuse(pOut, kRetNvFailed, nullptr);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
 }
 
 int32_t AT_GPS_ReadSuplmode(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!nv_read(kNvReadFailQuery)) {
-        return refuse(pOut, kRetNvFailed, nullptr);
+        return gnss_refuse(pOut, kRetNvFailed, nullptr);
     }
     const uint8_t code = g_AgpsTypeCfgNv[kNvSuplModeByte];
     const int32_t mode = code == kNvSuplMode2 ? 2 : code;

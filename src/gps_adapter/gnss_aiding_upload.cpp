@@ -21,18 +21,8 @@ constexpr int32_t kLtoMaxChunks = 320;
 
 enum class Upload { kXml, kLto };
 
-bool null_params(const AtRequest* pIn, const AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return true;
-    }
-    return false;
-}
-
 int32_t refuse(AtResponse* pOut, const char* trace) {
-    TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", trace);
-    at_set_error(pOut, GPS_RET_BAD_VALUE);
-    return TANDREL_FAIL;
+    return gnss_refuse(pOut, GPS_RET_BAD_VALUE, trace);
 }
 
 // The integer a parameter's text spells, whole.
@@ -48,7 +38,7 @@ bool para_int(const AtCmdParam& p, int32_t* value) {
 }
 
 int32_t upload_chunk(Upload kind, AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (pIn->m_para_count != kChunkParams) {
@@ -75,8 +65,8 @@ int32_t upload_chunk(Upload kind, AtRequest* pIn, AtResponse* pOut) {
         return refuse(pOut, "the index larger than the MAX!\r\n");
     }
     if (index > total) {
-        return refuse(pOut, lto ? "the index larger than the MAX!\r\n"
-                                : "the index larger than total!\r\n");
+        return refuse(
+            pOut, lto ? "the index larger than the MAX!\r\n" : "the index larger than total!\r\n");
     }
     int32_t length = 0;
     if (!para_int(para[3], &length)) {

@@ -18,14 +18,6 @@ constexpr size_t kMaxListEntries = 32;
 // error number stands for its failure.
 constexpr int32_t kRetClientFailed = GPS_RET_BAD_VALUE;
 
-bool null_params(const AtRequest* pIn, const AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return true;
-    }
-    return false;
-}
-
 int32_t value_of(const AtRequest* pIn, size_t i) {
     return static_cast<int32_t>(pIn->m_para_list[i].ulParaValue);
 }
@@ -90,7 +82,7 @@ int32_t truncate_to_int(float v) {
 // A get of one value: "\r\n<name>: %d\r\n\r\nOK\r\n" or the mapped error.
 int32_t read_one(AtRequest* pIn, AtResponse* pOut, const char* name,
                  int32_t (*call)(int32_t op, int32_t* value, int32_t* err)) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     int32_t value = 0;
@@ -108,7 +100,7 @@ int32_t read_one(AtRequest* pIn, AtResponse* pOut, const char* name,
 }  // namespace
 
 int32_t AT_GPS_GnssCno(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     GpsSvCnoList list;
@@ -137,7 +129,7 @@ int32_t AT_GPS_GnssCno(AtRequest* pIn, AtResponse* pOut) {
 // The numbers all come before the values; the text's last comma gives way to
 // the final result.
 int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     GpsNavQuyInfo info;
@@ -173,7 +165,7 @@ int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t At_GPS_ReadGnssPos(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     GpsPositionInfo pos;
@@ -199,7 +191,7 @@ int32_t At_GPS_ReadGnssPos(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_SetWpcap(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 1, 1)) {
@@ -223,7 +215,7 @@ int32_t AT_GPS_ReadWpcap(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestWpcap(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut, "\r\n^WPCAP: (0,3)\r\n\r\nOK\r\n");
@@ -236,7 +228,7 @@ int32_t AT_GPS_ReadWpinfo(AtRequest* pIn, AtResponse* pOut) {
 
 // Without a request id the answer goes to the last network-initiated request.
 int32_t AT_GPS_SetWnict(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 1, 2)) {
@@ -254,7 +246,7 @@ int32_t AT_GPS_SetWnict(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestWnict(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut, "\r\n^WNICT: (0-1),(0-65535)\r\n\r\nOK\r\n");
@@ -264,7 +256,7 @@ int32_t AT_GPS_TestWnict(AtRequest* pIn, AtResponse* pOut) {
 // The function number is checked and traced; the client takes the operation
 // value only.
 int32_t AT_GPS_SetZqcust(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(pIn, pOut, 2, 2)) {
@@ -290,7 +282,7 @@ int32_t AT_GPS_SetZqcust(AtRequest* pIn, AtResponse* pOut) {
 // The function number answered is the request's first value: 0 for a plain
 // query, which carries none.
 int32_t AT_GPS_ReadZqcust(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     int32_t operation = 0;
@@ -306,7 +298,7 @@ int32_t AT_GPS_ReadZqcust(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestZqcust(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut, "\r\n^ZQCUST: 0,(0,1)\r\n\r\nOK\r\n");

@@ -24,20 +24,6 @@ constexpr uint32_t kPosParams = 5;
 constexpr char kInvalid[] = "time params is invalid!\r\n";
 constexpr char kQuotes[] = "quotes have error!\r\n";
 
-bool null_params(const AtRequest* pIn, const AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return true;
-    }
-    return false;
-}
-
-int32_t refuse(AtResponse* pOut, int32_t retenum, const char* trace) {
-    TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", trace);
-    at_set_error(pOut, retenum);
-    return TANDREL_FAIL;
-}
-
 // A parameter's text, whole and terminated, in out (false when it does not fit).
 template <size_t N>
 bool para_copy(const AtCmdParam& p, char (&out)[N]) {
@@ -63,8 +49,10 @@ struct Axis {
     const char* number_trace;
     const char* letter_trace;
 };
-constexpr Axis kLatitude{'N', 'S', "change the number error!\r\n", "the latitude_type have error!\r\n"};
-constexpr Axis kLongitude{'E', 'W', "change number is error!\r\n", "the longitude_type have error!\r\n"};
+constexpr Axis kLatitude{'N', 'S', "change the number error!\r\n",
+                         "the latitude_type have error!\r\n"};
+constexpr Axis kLongitude{'E', 'W', "change number is error!\r\n",
+                          "the longitude_type have error!\r\n"};
 
 // One coordinate from its number and hemisphere-letter parameters; the trace
 // of the first check that fails, or null.
@@ -114,36 +102,36 @@ int32_t answer_client(int32_t ok, int32_t err, AtResponse* pOut) {
 }  // namespace
 
 int32_t AT_GPS_InjRefTime(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (pIn->m_para_count < kTimeParams) {
-        return refuse(pOut, AT_RET_NO_HANDLER, "not enough params!\r\n");
+        return gnss_refuse(pOut, AT_RET_NO_HANDLER, "not enough params!\r\n");
     }
     if (pIn->m_para_count > kTimeParams) {
-        return refuse(pOut, GPS_RET_PARAM_COUNT, "params number error!\r\n");
+        return gnss_refuse(pOut, GPS_RET_PARAM_COUNT, "params number error!\r\n");
     }
     const AtCmdParam* para = pIn->m_para_list;
     TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_GPS_InjRefTime: time length is (%d)!\r\n",
                   para[0].usParaLen);
     if (para[0].usParaLen != kTimeParaLen) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, kInvalid);
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, kInvalid);
     }
     char time_text[kTimeChars + 1] = {};
     if (gps_quotes_out(para[0].aucPara, time_text, kTimeParaLen) != 1) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, kQuotes);
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, kQuotes);
     }
     GpsRefTimeInfo info;
     osa_memset_s(&info, sizeof info, 0, sizeof info);
     if (UTC_change_GPS_time(&info.time, time_text) != 1) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, "change to GPS time is error!\r\n");
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, "change to GPS time is error!\r\n");
     }
     char number[32];
     if (!para_copy(para[1], number) || string_change_int64_number(&info.time_ref, number) != 1) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, "change the int64 number is error!\r\n");
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, "change the int64 number is error!\r\n");
     }
     if (!para_copy(para[2], number) || string_change_int_number(&info.uncertainty, number) != 1) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, "change the int number is error!\r\n");
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, "change the int number is error!\r\n");
     }
     int32_t err = 0;
     const int32_t ok = gpsclient_injRefTime(GPS_OP_SET, &info, &err);
@@ -151,14 +139,14 @@ int32_t AT_GPS_InjRefTime(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_InjRefLocInfo(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (pIn->m_para_count < kPosParams) {
-        return refuse(pOut, AT_RET_NO_HANDLER, "not enough params!\r\n");
+        return gnss_refuse(pOut, AT_RET_NO_HANDLER, "not enough params!\r\n");
     }
     if (pIn->m_para_count > kPosParams) {
-        return refuse(pOut, GPS_RET_PARAM_COUNT, "too many params!\r\n");
+        return gnss_refuse(pOut, GPS_RET_PARAM_COUNT, "too many params!\r\n");
     }
     const AtCmdParam* para = pIn->m_para_list;
     GpsRefLocInfo info;
@@ -168,11 +156,11 @@ int32_t AT_GPS_InjRefLocInfo(AtRequest* pIn, AtResponse* pOut) {
         failed = coordinate(kLongitude, para[2], para[3], &info.longitude);
     }
     if (failed != nullptr) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, failed);
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, failed);
     }
     char number[32];
     if (!para_copy(para[4], number) || string_change_float_number(&info.accuracy, number) != 1) {
-        return refuse(pOut, GPS_RET_BAD_VALUE, "change number is error!\r\n");
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE, "change number is error!\r\n");
     }
     int32_t err = 0;
     const int32_t ok = gpsclient_injRefPos(GPS_OP_SET, &info, &err);
@@ -187,7 +175,8 @@ int32_t AT_GPS_InjRefTime_ioctl(const char* time_text, const char* uncertainty_t
     GpsRefTimeInfo info;
     osa_memset_s(&info, sizeof info, 0, sizeof info);
     if (UTC_change_GPS_time(&info.time, time_text) != 1) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_InjRefTime_ioctl: Change GPS UTC time failed!\r\n");
+        TANDREL_TRACE(TRACE_LEVEL_ERROR,
+                      "AT_GPS_InjRefTime_ioctl: Change GPS UTC time failed!\r\n");
         return TANDREL_FAIL;
     }
     if (string_change_int_number(&info.uncertainty, uncertainty_text) != 1) {

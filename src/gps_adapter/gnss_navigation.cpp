@@ -40,25 +40,12 @@ constexpr uint32_t kMhzLimit = 65536;
 constexpr uint32_t kKhzMax = 999;
 constexpr uint32_t kHzMax = 999;
 
-bool null_params(const AtRequest* pIn, const AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return true;
-    }
-    return false;
-}
-
 bool present(const AtRequest* pIn, size_t i) {
     return pIn->m_para_list[i].aucPara[0] != '\0';
 }
 
 uint32_t value_of(const AtRequest* pIn, size_t i) {
     return pIn->m_para_list[i].ulParaValue;
-}
-
-int32_t refuse(AtResponse* pOut, int32_t retenum) {
-    at_set_error(pOut, retenum);
-    return TANDREL_FAIL;
 }
 
 // A set of one value that must lie in {lo, hi}: the count, then the value.
@@ -124,7 +111,7 @@ void gnss_navigation_reset(void) {
 }
 
 int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!one_value_of_two(pIn, pOut, NAV_TYPE_GPS, NAV_TYPE_GLONASS)) {
@@ -137,12 +124,12 @@ int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_ReadNavType(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (g_NavType > 3) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
-        return refuse(pOut, kRetNotReady);
+        return gnss_refuse(pOut, kRetNotReady);
     }
     new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
                    "\r\n^NAVTYPE:%d\r\n\r\nOK\r\n", g_NavType);
@@ -151,7 +138,7 @@ int32_t AT_GPS_ReadNavType(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestNavType(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut,
@@ -160,7 +147,7 @@ int32_t AT_GPS_TestNavType(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_SetNavEnable(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!one_value_of_two(pIn, pOut, 0, 1)) {
@@ -173,7 +160,7 @@ int32_t AT_GPS_SetNavEnable(AtRequest* pIn, AtResponse* pOut) {
 
 // ^NAVENABLE and ^NAVFREQ offer no test text.
 int32_t AT_GPS_TestNavEnable(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut, AT_TEXT_ERROR);
@@ -181,23 +168,23 @@ int32_t AT_GPS_TestNavEnable(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_SetNavFreq(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     // The MHz part is required before the count is looked at.
     if (!present(pIn, 0)) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
-        return refuse(pOut, GPS_RET_BAD_VALUE);
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE);
     }
     const uint32_t count = pIn->m_para_count;
     if (count < 1 || count > 3) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "not enough or too many params!\r\n");
-        return refuse(pOut, AT_RET_NO_HANDLER);
+        return gnss_refuse(pOut, AT_RET_NO_HANDLER);
     }
     for (size_t i = 1; i < count; ++i) {
         if (!present(pIn, i)) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
-            return refuse(pOut, GPS_RET_BAD_VALUE);
+            return gnss_refuse(pOut, GPS_RET_BAD_VALUE);
         }
     }
     const uint32_t mhz = value_of(pIn, 0);
@@ -205,7 +192,7 @@ int32_t AT_GPS_SetNavFreq(AtRequest* pIn, AtResponse* pOut) {
     const uint32_t hz = count == 3 ? value_of(pIn, 2) : 0;
     if (mhz >= kMhzLimit || khz > kKhzMax || hz > kHzMax) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
-        return refuse(pOut, GPS_RET_BAD_VALUE);
+        return gnss_refuse(pOut, GPS_RET_BAD_VALUE);
     }
     // Up to 65,535,999,999 Hz: past 32 bits.
     const uint64_t f = uint64_t{mhz} * 1000000 + uint64_t{khz} * 1000 + hz;
@@ -224,12 +211,12 @@ int32_t AT_GPS_SetNavFreq(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_ReadNavFreq(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (g_NavFreqSet != 1) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "not set!\r\n");
-        return refuse(pOut, kRetNotReady);
+        return gnss_refuse(pOut, kRetNotReady);
     }
     new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
                    "\r\n^NAVFREQ:%d mhz,%d khz,%d hz\r\n\r\nOK\r\n", g_NavFreqMhz, g_NavFreqKhz,
@@ -239,7 +226,7 @@ int32_t AT_GPS_ReadNavFreq(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestNavFreq(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut, AT_TEXT_ERROR);
@@ -250,18 +237,18 @@ int32_t AT_GPS_TestNavFreq(AtRequest* pIn, AtResponse* pOut) {
 // measures, and the fix is stopped. The message-loop thread waits for the
 // client the whole time (the command's 60 s time-out covers it).
 int32_t AT_GPS_ReadNavRx(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (g_NavEnable != 1 || g_NavTypeSet != 1 || g_NavFreqSet != 1) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR,
                       "AT_GPS_ReadNavRx: enable %d, type set %d, frequency set %d!\r\n",
                       g_NavEnable, g_NavTypeSet, g_NavFreqSet);
-        return refuse(pOut, kRetNotReady);
+        return gnss_refuse(pOut, kRetNotReady);
     }
     if (gpsclient_set_type(g_NavType, g_NavFreqMhz, g_NavFreqKhz, g_NavFreqHz) == 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: set type failed!\r\n");
-        return refuse(pOut, kRetClientFailed);
+        return gnss_refuse(pOut, kRetClientFailed);
     }
     int32_t cn = 0;
     {
@@ -271,21 +258,21 @@ int32_t AT_GPS_ReadNavRx(AtRequest* pIn, AtResponse* pOut) {
         PosendOff posend_off;
         if (gpsclient_startFix(nullptr) == 0) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: start fix failed!\r\n");
-            return refuse(pOut, kRetClientFailed);
+            return gnss_refuse(pOut, kRetClientFailed);
         }
         if (gpsclient_qry_cn(&cn) == 0) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: query cn failed!\r\n");
-            return refuse(pOut, kRetClientFailed);
+            return gnss_refuse(pOut, kRetClientFailed);
         }
         if (gpsclient_stopFix(nullptr) == 0) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_ReadNavRx: stop fix failed!\r\n");
-            return refuse(pOut, kRetClientFailed);
+            return gnss_refuse(pOut, kRetClientFailed);
         }
     }
     const int64_t v = int64_t{cn} * 10;
     if (v < INT16_MIN || v > INT16_MAX) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
-        return refuse(pOut, kRetRange);
+        return gnss_refuse(pOut, kRetRange);
     }
     new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
                    "\r\n^NAVRX:%d\r\n\r\nOK\r\n", static_cast<int32_t>(v));

@@ -6,9 +6,9 @@
 #include <iterator>
 
 #include "gnss_state.h"
-#include "osa.h"
 #include "gpsclient.h"
 #include "module_info.h"
+#include "osa.h"
 #include "osa_buffer.h"
 #include "tandrel_core.h"
 #include "tandrel_trace.h"

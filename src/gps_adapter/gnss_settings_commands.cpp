@@ -76,14 +76,6 @@ const Setting kSettings[] = {
     {"^NLGPSOPT", nullptr, kOneValue, nullptr, false, nullptr, nullptr},
 };
 
-bool null_params(const AtRequest* pIn, const AtResponse* pOut) {
-    if (pIn == nullptr || pOut == nullptr) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
-        return true;
-    }
-    return false;
-}
-
 bool count_ok(const CountRule& rule, const AtRequest* pIn, AtResponse* pOut) {
     if (pIn->m_para_count == 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", rule.none_trace);
@@ -110,7 +102,7 @@ void answer(AtResponse* pOut, const char* name, const char* values) {
 }
 
 int32_t setting_set(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(s.count, pIn, pOut)) {
@@ -137,7 +129,7 @@ int32_t setting_set(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t setting_query(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     int32_t value = 0;
@@ -154,7 +146,7 @@ int32_t setting_query(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
 
 // Test texts are answered only while the radio is not off.
 int32_t setting_test(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     int32_t radio = 0;
@@ -209,7 +201,7 @@ void after_port_cfg(int32_t port, AtResponse* pOut) {
 }  // namespace
 
 int32_t AT_GPS_NotSupport(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     at_set_error(pOut, AT_RET_NO_HANDLER);
@@ -238,7 +230,7 @@ int32_t AT_GPS_TestSessionType(AtRequest* pIn, AtResponse* pOut) {
 
 // The fifth argument tells the client whether the interval is meant.
 int32_t AT_GPS_SetFixRate(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(kSettings[kWpdfr].count, pIn, pOut)) {
@@ -256,7 +248,7 @@ int32_t AT_GPS_SetFixRate(AtRequest* pIn, AtResponse* pOut) {
     return TANDREL_OK;
 }
 int32_t AT_GPS_ReadFixRate(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     int32_t times = 0;
@@ -330,7 +322,7 @@ int32_t AT_GPS_TestPortCfg(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_NiNotify(AtRequest* pIn, AtResponse* pOut) {
-    if (null_params(pIn, pOut)) {
+    if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
     if (!count_ok(kSettings[kNiText].count, pIn, pOut)) {

@@ -74,3 +74,19 @@ void gnss_adapter_reset(void) {
     g_posendFlag.store(1);
     gnss_fix_caches_reset();
 }
+
+bool gnss_null_params(const AtRequest* pIn, const AtResponse* pOut) {
+    if (pIn == nullptr || pOut == nullptr) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");
+        return true;
+    }
+    return false;
+}
+
+int32_t gnss_refuse(AtResponse* pOut, int32_t retenum, const char* trace) {
+    if (trace != nullptr) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", trace);
+    }
+    at_set_error(pOut, retenum);
+    return TANDREL_FAIL;
+}

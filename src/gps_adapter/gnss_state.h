@@ -55,6 +55,12 @@ inline int32_t gps_err_retenum(int32_t err) {
     return gps_errcode_to_retenum(static_cast<uint32_t>(err));
 }
 
+// True, traced, when a handler was called without its request or response.
+bool gnss_null_params(const AtRequest* pIn, const AtResponse* pOut);
+
+// Answers the error retenum, tracing trace first when there is one.
+int32_t gnss_refuse(AtResponse* pOut, int32_t retenum, const char* trace = nullptr);
+
 // Puts the adapter state, fix cache and DOP cache back to their start values.
 void gnss_adapter_reset(void);
 // Clears the fix and DOP caches (gnss_fix_sentences.cpp).
