@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fake_gpsclient.h"
-#include "fake_platform.h"
+#include "fuzz_support.h"
 #include "gps_adapter/gnss_state.h"
 #include "gpsclient.h"
 #include "tandrel_main.h"
@@ -73,18 +73,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         rc = tandrel_event_dispatch(event.id, reinterpret_cast<uintptr_t>(payload.data()), n);
     }
-    if (rc != 0 && rc != -1) {
-        __builtin_trap();
-    }
-    for (const fake::Sent& s : fake::platform().sent) {
-        const AtResponse r = s.record();
-        if (s.size != r.m_length + 25 || r.m_length > 255 || r.m_id != 58 || r.m_protocol != 1 ||
-            r.m_retenum != 0) {
-            __builtin_trap();
-        }
-    }
-    if (fake::platform().live_allocs != 0) {
-        __builtin_trap();
-    }
+    fuzz::require(rc == 0 || rc == -1);
+    fuzz::check_sent([](const AtResponse& r) {
+        return r.m_length <= 255 && r.m_id == 58 && r.m_protocol == 1 && r.m_retenum == 0;
+    });
     return 0;
 }

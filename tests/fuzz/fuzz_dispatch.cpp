@@ -2,7 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "fake_platform.h"
+#include "fuzz_support.h"
 #include "tandrel_core.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -12,15 +12,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // is explored on every type.
     g_m2m_type = size > 0 ? data[0] % 4 : 0;
     nl_syswatch_event_report(static_cast<uint32_t>(size), data);
-    for (const fake::Sent& s : fake::platform().sent) {
-        // Every response leaves with its own wire size, inside the record.
-        const AtResponse r = s.record();
-        if (s.size != r.m_length + 25 || s.size > sizeof(AtResponse)) {
-            __builtin_trap();
-        }
-    }
-    if (fake::platform().live_allocs != 0) {
-        __builtin_trap();
-    }
+    fuzz::check_sent();
     return 0;
 }

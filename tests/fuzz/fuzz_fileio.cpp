@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fake_audio.h"
-#include "fake_platform.h"
+#include "fuzz_support.h"
 #include "recorder.h"
 #include "recorderatapi/recorder_at_handlers.h"
 #include "tandrel_core.h"
@@ -55,15 +55,10 @@ void run_line(const uint8_t* p, size_t n, std::vector<uint8_t>& req_buf,
 
     // The call is over: no marker of it is left, and the answer is either an
     // error number without text or a text of its own length.
-    if (g_fileio_inprg != 0 || g_fileio_ram_target != -1) {
-        __builtin_trap();
-    }
-    if (rsp->m_length >= sizeof rsp->m_buffer || rsp->m_length != strnlen(rsp->m_buffer, sizeof rsp->m_buffer)) {
-        __builtin_trap();
-    }
-    if (rsp->m_retenum != 0 && rsp->m_length != 0) {
-        __builtin_trap();
-    }
+    fuzz::require(g_fileio_inprg == 0 && g_fileio_ram_target == -1);
+    fuzz::require(rsp->m_length < sizeof rsp->m_buffer &&
+                  rsp->m_length == strnlen(rsp->m_buffer, sizeof rsp->m_buffer));
+    fuzz::require(rsp->m_retenum == 0 || rsp->m_length == 0);
 }
 
 }  // namespace
@@ -82,8 +77,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             begin = i + 1;
         }
     }
-    if (fake::platform().live_allocs != 0) {
-        __builtin_trap();
-    }
+    fuzz::require(fake::platform().live_allocs == 0);
     return 0;
 }

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "fake_platform.h"
+#include "fuzz_support.h"
 #include "ipstack.h"
 #include "ipstackatapi/ipstack_at_handlers.h"
 
@@ -44,25 +44,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         second ? ipstack_post_dispatch(ev.id, a1, 0) : ipstack_notify_dispatch(ev.id, a1, 0);
 
     const auto& sent = fake::platform().sent;
-    if (sent.size() > 1 || (rc == 0) != (sent.size() == 1)) {
-        __builtin_trap();
-    }
-    for (const fake::Sent& s : sent) {
-        const AtResponse r = s.record();
-        // Every report leaves with its own wire size; data reports fit the
-        // 1541-byte text they were built in.
-        if (s.size != r.m_length + 25 || r.m_length > 1541 || r.m_magic != 0) {
-            __builtin_trap();
-        }
-        if (r.m_id != 50 && r.m_id != 43 && r.m_id != 0xFFFFFFFFu) {
-            __builtin_trap();
-        }
-        if (r.m_retenum != 0 && r.m_length != 0) {
-            __builtin_trap();
-        }
-    }
-    if (fake::platform().live_allocs != 0) {
-        __builtin_trap();
-    }
+    fuzz::require(sent.size() <= 1 && (rc == 0) == (sent.size() == 1));
+    // Data reports fit the 1541-byte text they were built in.
+    fuzz::check_sent([](const AtResponse& r) {
+        return r.m_length <= 1541 && r.m_magic == 0 &&
+               (r.m_id == 50 || r.m_id == 43 || r.m_id == 0xFFFFFFFFu) &&
+               (r.m_retenum == 0 || r.m_length == 0);
+    });
     return 0;
 }

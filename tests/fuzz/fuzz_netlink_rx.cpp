@@ -4,7 +4,7 @@
 #include <cstring>
 #include <vector>
 
-#include "fake_platform.h"
+#include "fuzz_support.h"
 #include "le_bytes.h"
 #include "nl_channel.h"
 #include "tandrel_core.h"
@@ -38,31 +38,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     nl_handle_message(buf.data(), namelen, sender);
 
     const std::vector<fake::Posted> posted = fake::platform().posted;
-    if (posted.size() > 1) {
-        __builtin_trap();
-    }
+    fuzz::require(posted.size() <= 1);
     if (posted.empty()) {
         return 0;
     }
     // Only a request from the driver with device 1 and a length that fits.
     const fake::Posted& p = posted[0];
     const uint32_t len = le_get_u32(&buf[NL_EVENT_OFFSET + 8]);
-    if (namelen != NL_SOCKADDR_SIZE || sender != 0 || le_get_u32(&buf[NL_EVENT_OFFSET]) != 1 ||
-        p.module != 58 || p.event != 58001 || p.len != len || len == 0 || len >= FIX_NL_DATA_LENGTH ||
-        p.data.size() != len || std::memcmp(p.data.data(), &buf[NL_DATA_OFFSET], len) != 0) {
-        __builtin_trap();
-    }
+    fuzz::require(namelen == NL_SOCKADDR_SIZE && sender == 0 &&
+                  le_get_u32(&buf[NL_EVENT_OFFSET]) == 1 && p.module == 58 && p.event == 58001 &&
+                  p.len == len && len != 0 && len < FIX_NL_DATA_LENGTH && p.data.size() == len &&
+                  std::memcmp(p.data.data(), &buf[NL_DATA_OFFSET], len) == 0);
     // The bus hands the event to module 58's second callback.
     fake::platform().posted.clear();
     tandrel_event_dispatch(58001, p.len, reinterpret_cast<uintptr_t>(p.data.data()));
-    for (const fake::Sent& s : fake::platform().sent) {
-        const AtResponse r = s.record();
-        if (s.size != r.m_length + 25 || s.size > sizeof(AtResponse)) {
-            __builtin_trap();
-        }
-    }
-    if (fake::platform().live_allocs != 0) {
-        __builtin_trap();
-    }
+    fuzz::check_sent();
     return 0;
 }

@@ -96,33 +96,6 @@ class SimIpstack : public ::testing::Test {
     }
 };
 
-TEST_F(SimIpstack, LinkSessionEchoesOnTheLinksChannel) {
-    open_link("\"192.0.2.7\"", 49);
-    expect_ok(set(ipstack_at_exec_ipsend_cmd, {"1", "\"hello\""}, 0),
-              "\r\n^IPSEND: 1\r\n\r\nOK\r\n");
-    ASSERT_EQ(g_raised.size(), 1u);
-    EXPECT_EQ(g_raised[0].event, 61000u);
-    EXPECT_EQ(g_raised[0].slot, NotifySlot::Second);
-    const auto data = g_raised[0].as<IpstackDataEvent>();
-    EXPECT_EQ(data.m_link, 0u);
-    EXPECT_EQ(data.m_channel, 5u) << "the channel of port 49, where the link was opened";
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(data.m_data), data.m_len), "hello");
-
-    expect_ok(set(ipstack_at_exec_ipflowq_cmd, {"1"}), "\r\n^IPFLOWQ: 1,5,5\r\n\r\nOK\r\n");
-    expect_ok(at(ipstack_at_exec_ipopen_cmd, NL_TYPE_QUERY),
-              "\r\n^IPOPEN: 1,\"TCP\",\"192.0.2.7\",7,49152\r\n\r\nOK\r\n");
-
-    g_raised.clear();
-    expect_ok(set(ipstack_at_exec_ipclose_cmd, {"1"}));
-    ASSERT_EQ(g_raised.size(), 1u);
-    const auto state = g_raised[0].as<IpstackStateEvent>();
-    EXPECT_EQ(g_raised[0].event, 61001u);
-    EXPECT_EQ(state.m_value1, 0u);
-    EXPECT_EQ(state.m_value2, 0u);
-    expect_ok(at(ipstack_at_exec_ipclose_cmd, NL_TYPE_QUERY),
-              "\r\n^IPCLOSE: 0,0,0,0,0\r\n\r\nOK\r\n");
-}
-
 TEST_F(SimIpstack, RefusalsCarryTheirNumbers) {
     struct Case {
         const char* what;

@@ -94,31 +94,6 @@ class SimUpdate : public BusLoop {
     }
 };
 
-TEST_F(SimUpdate, DetectDownloadInstall) {
-    uint32_t err = 0;
-    ASSERT_EQ(online_update_check_new_version(&err), 1);
-    EXPECT_EQ(events().wait_for(2), (std::vector<Ev>{state(10), state(12)}));
-
-    FotaDownloadProgress p{};
-    ASSERT_EQ(online_update_download_new_version(0, &err), 1);
-    EXPECT_EQ(events().wait_for(5), (std::vector<Ev>{state(20, 25), state(20, 50), state(20, 75),
-                                                     state(20, 100), pair(30, 0)}));
-    ASSERT_EQ(online_update_check_download_progress(&p), 1);
-    EXPECT_EQ(p.package_index, 1u);
-    EXPECT_EQ(p.total_size, 4194304u);
-    EXPECT_EQ(p.downloaded_size, 4194304u);
-    EXPECT_STREQ(p.package_name, "update.pkg");
-
-    ASSERT_EQ(online_update_installer_new_version(&err), 1);
-    EXPECT_EQ(events().wait_for(3), (std::vector<Ev>{state(80, 50), state(80, 100), state(90)}));
-    uint32_t s = 0;
-    ASSERT_EQ(online_update_query_update_state(&s), 1);
-    EXPECT_EQ(s, 90u);
-    // The installed version is the module's own now.
-    ASSERT_EQ(online_update_check_new_version(&err), 1);
-    EXPECT_EQ(events().wait_for(2), (std::vector<Ev>{state(10, 0, ""), state(14, 0, "")}));
-}
-
 TEST_F(SimUpdate, DownloadAndUpdateModesRunTheWholeFlow) {
     uint32_t err = 0;
     const FotaModeRecord mode{0, 1, 1, 1, 7};
@@ -159,27 +134,6 @@ TEST_F(SimUpdate, RefusalsCarryTheirCodes) {
     EXPECT_EQ(code(online_update_sms_fota_policy(2, &err)), SIM_FOTA_ERR_PARAM);
     ASSERT_EQ(online_update_check_new_version(&err), 1);
     EXPECT_EQ(code(online_update_check_new_version(&err)), SIM_FOTA_ERR_BUSY);
-}
-
-TEST_F(SimUpdate, SettingsAreKept) {
-    uint32_t err = 0;
-    const FotaModeRecord mode{1, 0, 1, 0, 60};
-    FotaConnectPara para{2, "cmnet", "me", "pw"};
-    ASSERT_EQ(online_update_set_opration_mode(&mode, &err), 1);
-    ASSERT_EQ(online_update_set_connect_para(&para, &err), 1);
-    ASSERT_EQ(online_update_sms_fota_policy(1, &err), 1);
-    ASSERT_EQ(online_update_set_sms_fota_auto_download_state(1, &err), 1);
-    FotaModeRecord m{};
-    FotaConnectPara c{};
-    uint32_t policy = 0, auto_dl = 0;
-    ASSERT_EQ(online_update_get_opration_mode(&m), 1);
-    ASSERT_EQ(online_update_get_connect_para(&c), 1);
-    ASSERT_EQ(online_update_query_fotasms_policy(&policy), 1);
-    ASSERT_EQ(online_update_query_sms_fota_auto_download_state(&auto_dl), 1);
-    EXPECT_EQ(std::memcmp(&m, &mode, sizeof m), 0);
-    EXPECT_EQ(std::memcmp(&c, &para, sizeof c), 0);
-    EXPECT_EQ(policy, 1u);
-    EXPECT_EQ(auto_dl, 1u);
 }
 
 TEST_F(SimUpdate, FailNextControlFailsOneCall) {

@@ -109,36 +109,26 @@ int32_t gpsclient_stopFix(int32_t* err) {
     return answer({"gpsclient_stopFix"}, {}, err);
 }
 
-int32_t gpsclient_portCfg(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_portCfg", op, v, err);
-}
-int32_t gpsclient_WPCAP(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_WPCAP", op, v, err);
-}
-int32_t gpsclient_sessionType(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_sessionType", op, v, err);
-}
-int32_t gpsclient_operateMode(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_operateMode", op, v, err);
-}
-int32_t gpsclient_aidingData(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_aidingData", op, v, err);
-}
-int32_t gpsclient_locks(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_locks", op, v, err);
-}
-int32_t gpsclient_anyData(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_anyData", op, v, err);
-}
-int32_t gpsclient_WPLPM(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_WPLPM", op, v, err);
-}
-int32_t gpsclient_SuplAutonomousCapable(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_SuplAutonomousCapable", op, v, err);
-}
-int32_t gpsclient_suplfeature(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_suplfeature", op, v, err);
-}
+// The calls that get or set one value.
+#define FAKE_GPS_VALUE_CALL(fn)                        \
+    int32_t fn(int32_t op, int32_t* v, int32_t* err) { \
+        return op_call(#fn, op, v, err);               \
+    }
+FAKE_GPS_VALUE_CALL(gpsclient_portCfg)
+FAKE_GPS_VALUE_CALL(gpsclient_WPCAP)
+FAKE_GPS_VALUE_CALL(gpsclient_sessionType)
+FAKE_GPS_VALUE_CALL(gpsclient_operateMode)
+FAKE_GPS_VALUE_CALL(gpsclient_aidingData)
+FAKE_GPS_VALUE_CALL(gpsclient_locks)
+FAKE_GPS_VALUE_CALL(gpsclient_anyData)
+FAKE_GPS_VALUE_CALL(gpsclient_WPLPM)
+FAKE_GPS_VALUE_CALL(gpsclient_SuplAutonomousCapable)
+FAKE_GPS_VALUE_CALL(gpsclient_suplfeature)
+FAKE_GPS_VALUE_CALL(gpsclient_ltofeature)
+FAKE_GPS_VALUE_CALL(gpsclient_injRefTimeFeature)
+FAKE_GPS_VALUE_CALL(gpsclient_WPINFO)
+FAKE_GPS_VALUE_CALL(gpsclient_ZQCUST)
+#undef FAKE_GPS_VALUE_CALL
 
 int32_t gpsclient_freqAndInterval(int32_t op, int32_t* times, int32_t* interval, int32_t* err,
                                   int32_t count) {
@@ -244,12 +234,6 @@ extern "C" {
 int32_t gpsclient_TLSCFG(int32_t op, GpsTlsCfg* cfg, int32_t* err) {
     return record_call("gpsclient_TLSCFG", op, cfg, err);
 }
-int32_t gpsclient_ltofeature(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_ltofeature", op, v, err);
-}
-int32_t gpsclient_injRefTimeFeature(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_injRefTimeFeature", op, v, err);
-}
 int32_t gpsclient_xmldata(int32_t op, GpsXmlDataChunk* chunk, int32_t* err) {
     return record_call("gpsclient_xmldata", op, chunk, err);
 }
@@ -277,12 +261,6 @@ int32_t gpsclient_NAVQUY(int32_t op, GpsNavQuyInfo* info, int32_t* err) {
 }
 int32_t gpsclient_GnssPosition(int32_t op, GpsPositionInfo* pos, int32_t* err) {
     return record_call("gpsclient_GnssPosition", op, pos, err);
-}
-int32_t gpsclient_WPINFO(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_WPINFO", op, v, err);
-}
-int32_t gpsclient_ZQCUST(int32_t op, int32_t* v, int32_t* err) {
-    return op_call("gpsclient_ZQCUST", op, v, err);
 }
 
 int32_t AT_Cgmr(char* version) {

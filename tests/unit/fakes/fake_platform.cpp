@@ -60,6 +60,16 @@ Platform& platform() {
 
 using fake::platform;
 
+namespace {
+
+// Lists a platform call by name.
+void note(std::string call) {
+    std::lock_guard<std::mutex> lock(platform().mu);
+    platform().calls.push_back(std::move(call));
+}
+
+}  // namespace
+
 extern "C" {
 
 int g_user_fd = -1;
@@ -111,8 +121,7 @@ void osa_free(void* ptr) {
 }
 
 uintptr_t osa_pthread_create(const char*, uint32_t, uint32_t, void* (*)(void*), void*) {
-    std::lock_guard<std::mutex> lock(platform().mu);
-    platform().calls.push_back("osa_pthread_create");
+    note("osa_pthread_create");
     return 1;
 }
 
@@ -124,21 +133,17 @@ void osa_sleep(uint32_t ms) {
 int32_t GetM2MType(void) { return platform().m2m_type; }
 
 int32_t store_pid(const char* name) {
-    std::lock_guard<std::mutex> lock(platform().mu);
-    platform().calls.push_back(std::string("store_pid:") + name);
+    note(std::string("store_pid:") + name);
     return 0;
 }
 
 int32_t boot_check_update_info(void) {
-    std::lock_guard<std::mutex> lock(platform().mu);
-    platform().calls.push_back("boot_check_update_info");
+    note("boot_check_update_info");
     return 0;
 }
 
 int32_t QSP_UTIL_UpdateDynAppStatus(const char* app, int32_t status) {
-    std::lock_guard<std::mutex> lock(platform().mu);
-    platform().calls.push_back(std::string("QSP_UTIL_UpdateDynAppStatus:") + app + ":" +
-                               std::to_string(status));
+    note(std::string("QSP_UTIL_UpdateDynAppStatus:") + app + ":" + std::to_string(status));
     return platform().app_status_result;
 }
 
@@ -147,8 +152,7 @@ int32_t QSP_UTIL_SockBaseRegEvtProc(void) { return 0; }
 void* QSP_UTIL_SockBaseStart(void*) { return nullptr; }
 
 int32_t init_notify(void) {
-    std::lock_guard<std::mutex> lock(platform().mu);
-    platform().calls.push_back("init_notify");
+    note("init_notify");
     return platform().init_notify_result;
 }
 

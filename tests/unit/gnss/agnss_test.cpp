@@ -10,12 +10,7 @@
 
 namespace {
 
-using gnss_test::Answer;
-using gnss_test::at_call;
-using gnss_test::at_query;
-using gnss_test::at_set;
-using gnss_test::at_test;
-using gnss_test::GnssTest;
+using namespace gnss_test;
 
 class Agnss : public GnssTest {
   protected:
@@ -155,9 +150,7 @@ TEST_F(Agnss, TypeSetFailuresLeaveTheItem) {
             G().fail(c.failing_call, 283);
         }
         const Answer a = at_set("^AGPSTYPECFG", {c.type});
-        EXPECT_EQ(a.ret, c.ret);
-        EXPECT_EQ(a.rsp.m_retenum, c.retenum);
-        EXPECT_EQ(a.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(a, c.ret, c.retenum));
         EXPECT_EQ(G().names(), c.calls);
         EXPECT_EQ(N().items[58], before);
         EXPECT_TRUE(P().traced(c.trace));
@@ -175,9 +168,7 @@ TEST_F(Agnss, SuplModeAndQueryNvFailures) {
     for (const char* cmd : {"^SUPLMODE", "^AGPSTYPECFG"}) {
         P().reset();
         const Answer q = at_query(cmd);
-        EXPECT_EQ(q.ret, -1);
-        EXPECT_EQ(q.rsp.m_retenum, 20);
-        EXPECT_EQ(q.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(q, -1, 20));
         EXPECT_TRUE(P().traced("NV_Read NV_Item_GPS_AGPSTYPECFG fail \r\n"));
     }
     N().read_result = 0;
@@ -217,9 +208,7 @@ TEST_F(Agnss, TlsChunkLengthRule) {
             EXPECT_EQ(a.text(), "\r\nOK\r\n");
             ASSERT_EQ(G().count("gpsclient_TLSCFG"), 1u);
         } else {
-            EXPECT_EQ(a.ret, -1);
-            EXPECT_EQ(a.rsp.m_retenum, 92);
-            EXPECT_EQ(a.rsp.m_length, 0u);
+            EXPECT_TRUE(failed_with(a, -1, 92));
             EXPECT_TRUE(P().traced("TLS data length error!\r\n"));
             EXPECT_TRUE(G().calls.empty());
         }
@@ -261,9 +250,7 @@ TEST_F(Agnss, TlsRecordAndCounts) {
     };
     for (const auto& r : refused) {
         SCOPED_TRACE(r.trace);
-        EXPECT_EQ(r.a.ret, -1);
-        EXPECT_EQ(r.a.rsp.m_retenum, r.retenum);
-        EXPECT_EQ(r.a.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(r.a, -1, r.retenum));
         EXPECT_TRUE(P().traced(r.trace));
     }
     EXPECT_EQ(G().count("gpsclient_TLSCFG"), 2u);
@@ -303,9 +290,7 @@ TEST_F(Agnss, TlsQueryRebuildsTheChunkLines) {
 
     G().fail("gpsclient_TLSCFG", 285);
     const Answer failed = at_query("^WPTLS");
-    EXPECT_EQ(failed.ret, 0);
-    EXPECT_EQ(failed.rsp.m_retenum, 96);
-    EXPECT_EQ(failed.rsp.m_length, 0u);
+    EXPECT_TRUE(failed_with(failed, 0, 96));
 }
 
 TEST_F(Agnss, ServerAddress) {
@@ -337,9 +322,7 @@ TEST_F(Agnss, ServerAddress) {
             EXPECT_EQ(G().last("gpsclient_WPURL")->length, static_cast<int32_t>(c.passed.size()));
             EXPECT_EQ(P().traced("AT_GPS_SetServerAddr data has quoted"), c.typed[0] == '"');
         } else {
-            EXPECT_EQ(a.ret, -1);
-            EXPECT_EQ(a.rsp.m_retenum, 92);
-            EXPECT_EQ(a.rsp.m_length, 0u);
+            EXPECT_TRUE(failed_with(a, -1, 92));
             EXPECT_TRUE(G().calls.empty());
         }
     }
@@ -476,14 +459,10 @@ TEST_F(Agnss, TestOperationsCheckTheRadio) {
         EXPECT_EQ(at_test(cmd).text(), text);
         G().radio(GPS_RADIO_OFF);
         const Answer off = at_test(cmd);
-        EXPECT_EQ(off.ret, 0);
-        EXPECT_EQ(off.rsp.m_retenum, 88);
-        EXPECT_EQ(off.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(off, 0, 88));
         G().fail("gpsclient_WPCAP", 278);
         const Answer failed = at_test(cmd);
-        EXPECT_EQ(failed.ret, -1);
-        EXPECT_EQ(failed.rsp.m_retenum, 90);
-        EXPECT_EQ(failed.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(failed, -1, 90));
         EXPECT_EQ(G().names(), std::vector<std::string>(3, "gpsclient_WPCAP"));
         const bool inj = std::string(cmd) == "^INJTIMELOCK";
         EXPECT_EQ(P().traced("AT_GPS_TestInjRefTimeFeature: Gps is disabled!\r\n"), inj);

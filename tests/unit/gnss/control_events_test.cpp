@@ -7,8 +7,7 @@
 
 namespace {
 
-using gnss_test::GnssTest;
-using gnss_test::Report;
+using namespace gnss_test;
 using Bytes = std::vector<uint8_t>;
 using Calls = std::vector<std::string>;
 

@@ -8,9 +8,7 @@
 
 namespace {
 
-using gnss_test::Answer;
-using gnss_test::GnssTest;
-using gnss_test::Report;
+using namespace gnss_test;
 using Calls = std::vector<std::string>;
 
 class Control : public GnssTest {

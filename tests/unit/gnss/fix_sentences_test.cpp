@@ -6,8 +6,7 @@
 
 namespace {
 
-using gnss_test::GnssTest;
-using gnss_test::Report;
+using namespace gnss_test;
 
 // "$<body>*<checksum>\r\n".
 std::string sentence(const std::string& body) {

@@ -9,9 +9,7 @@
 
 namespace {
 
-using gnss_test::Answer;
-using gnss_test::at_call;
-using gnss_test::GnssTest;
+using namespace gnss_test;
 
 class InfoCommands : public GnssTest {};
 
@@ -132,9 +130,8 @@ TEST_F(InfoCommands, ClientFailures) {
             G().fail(c.fn, err);
             const Answer a = run(c.cmd, c.type, c.values);
             const bool no_error_word = c.cmd == std::string("^GNSSCNO");
-            EXPECT_EQ(a.ret, no_error_word ? -1 : 0);
-            EXPECT_EQ(a.rsp.m_retenum, no_error_word ? 92 : retenum) << err;
-            EXPECT_EQ(a.rsp.m_length, 0u);
+            EXPECT_TRUE(failed_with(a, no_error_word ? -1 : 0, no_error_word ? 92 : retenum))
+                << err;
         }
     }
     EXPECT_TRUE(P().traced("At_GPS_ReadGnssPos: Function execute failed!\r\n"));
@@ -188,9 +185,7 @@ TEST_F(InfoCommands, SetParameterRules) {
         }
         req.count(c.count);
         const Answer a = at_call(req, c.cmd, NL_TYPE_SET);
-        EXPECT_EQ(a.ret, -1);
-        EXPECT_EQ(a.rsp.m_retenum, c.retenum);
-        EXPECT_EQ(a.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(a, -1, c.retenum));
         EXPECT_TRUE(P().traced(c.trace));
     }
     EXPECT_TRUE(G().calls.empty());

@@ -9,11 +9,7 @@
 
 namespace {
 
-using gnss_test::Answer;
-using gnss_test::at_call;
-using gnss_test::at_query;
-using gnss_test::at_set;
-using gnss_test::GnssTest;
+using namespace gnss_test;
 
 // Numeric parameters as the driver sends them: each value with its typed
 // digits, so that it counts as present.
@@ -49,9 +45,7 @@ class Navigation : public GnssTest {
 };
 
 void expect_refused(const Answer& a, int32_t retenum) {
-    EXPECT_EQ(a.ret, -1);
-    EXPECT_EQ(a.rsp.m_retenum, retenum);
-    EXPECT_EQ(a.rsp.m_length, 0u);
+    EXPECT_TRUE(failed_with(a, -1, retenum));
     EXPECT_EQ(a.rsp.m_buffer[0], '\0');
 }
 

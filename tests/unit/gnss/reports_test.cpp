@@ -7,8 +7,7 @@
 
 namespace {
 
-using gnss_test::GnssTest;
-using gnss_test::Report;
+using namespace gnss_test;
 
 const std::string kRmc =
     "$GPRMC,092751.000,A,5321.6802,N,00630.3371,W,0.06,31.66,280511,,,A*45\r\n";

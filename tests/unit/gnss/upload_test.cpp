@@ -7,9 +7,7 @@
 
 namespace {
 
-using gnss_test::Answer;
-using gnss_test::at_call;
-using gnss_test::GnssTest;
+using namespace gnss_test;
 
 class Upload : public GnssTest {};
 
@@ -161,9 +159,7 @@ TEST_F(Upload, ChecksInTheirOrder) {
         P().reset();
         G().reset();
         const Answer a = send(r.cmd, r.c);
-        EXPECT_EQ(a.ret, -1);
-        EXPECT_EQ(a.rsp.m_retenum, r.retenum);
-        EXPECT_EQ(a.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(a, -1, r.retenum));
         EXPECT_TRUE(P().traced(r.trace));
         EXPECT_TRUE(G().calls.empty());
     }
@@ -198,9 +194,7 @@ TEST_F(Upload, ClientFailureIsMapped) {
         SCOPED_TRACE(cmd);
         G().fail(cmd[1] == 'G' ? "gpsclient_xmldata" : "gpsclient_LTOdata", 281);
         const Answer a = send(cmd, chunk("1", "1", "0A0B"));
-        EXPECT_EQ(a.ret, 0);
-        EXPECT_EQ(a.rsp.m_retenum, 92);
-        EXPECT_EQ(a.rsp.m_length, 0u);
+        EXPECT_TRUE(failed_with(a, 0, 92));
     }
 }
 
