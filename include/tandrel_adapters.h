@@ -3,10 +3,13 @@
 
 #include <cstdint>
 
+// C linkage, so that their names are the same on every compiler and target.
+extern "C" {
 int32_t at_ipstack_init(void);
 int32_t at_tts_init(void);
 int32_t at_update_init(void);
 int32_t at_recorder_init(void);
+}
 
 extern "C" {
 void AT_status_cb(void* status);

@@ -53,7 +53,7 @@ int32_t at_recorder_fileio_validate_write_params(AtRequest* pIn, bool opened,
 
 // Start-up: resets the adapter's state and joins the notify bus as module 80.
 // 0, or -1 when the registration failed.
-int32_t at_recorder_init(void);
+extern "C" int32_t at_recorder_init(void);
 // First callback of module 80: events 79000, 79009 and 79002 with (info pointer, length).
 extern "C" int32_t recorder_event_dispatch(uint32_t event, uintptr_t arg1, uintptr_t arg2);
 // Second callback of module 80: serves nothing.

@@ -21,7 +21,7 @@ int32_t at_tts_cfg(AtRequest* pIn, AtResponse* pOut);
 
 // Start-up: clears the state and joins the notify bus as module 69.
 // 0, or -1 when the registration failed.
-int32_t at_tts_init(void);
+extern "C" int32_t at_tts_init(void);
 // Both callbacks of module 69: event 68000 (info pointer, length) is the end of speech.
 extern "C" int32_t tts_notify_handler(uint32_t event, uintptr_t arg1, uintptr_t arg2);
 // Sends "^AUDEND" for the end of speech and frees the audio path. 0, or -1

@@ -49,19 +49,19 @@ int32_t __wrap_gpsclient_init(GpsClientCallbacks* callbacks) {
     g_wraps.platform_calls_at_gps = fake::platform().calls.size();
     return __real_gpsclient_init(callbacks);
 }
-int32_t __wrap__Z15at_ipstack_initv() {
+int32_t __wrap_at_ipstack_init() {
     g_wraps.order.push_back("ipstack");
     return 0;
 }
-int32_t __wrap__Z11at_tts_initv() {
+int32_t __wrap_at_tts_init() {
     g_wraps.order.push_back("tts");
     return -1;  // a failing adapter does not stop the others
 }
-int32_t __wrap__Z14at_update_initv() {
+int32_t __wrap_at_update_init() {
     g_wraps.order.push_back("update");
     return 0;
 }
-int32_t __wrap__Z16at_recorder_initv() {
+int32_t __wrap_at_recorder_init() {
     g_wraps.order.push_back("recorder");
     return g_wraps.recorder_result;
 }
