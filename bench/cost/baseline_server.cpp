@@ -61,9 +61,19 @@ void send_to_driver(const void* bytes, size_t size) {
     sendmsg(g_fd, &m, 0);
 }
 
+// Taken and zero-filled as the daemon does, so that both zero all 10240
+// bytes each time (calloc may skip memory it knows to be zero).
+uint8_t* zeroed_buffer() {
+    auto* p = static_cast<uint8_t*>(std::malloc(kBufSize));
+    if (p != nullptr) {
+        std::memset(p, 0, kBufSize);
+    }
+    return p;
+}
+
 void answer(const Item* it) {
-    auto* req = static_cast<uint8_t*>(std::calloc(1, kBufSize));
-    auto* rsp = static_cast<uint8_t*>(std::calloc(1, kBufSize));
+    uint8_t* req = zeroed_buffer();
+    uint8_t* rsp = zeroed_buffer();
     if (req != nullptr && rsp != nullptr) {
         std::memcpy(req, it->data, it->len < kBufSize ? it->len : kBufSize);
         std::memcpy(rsp, req, 8);  // port index and correlation number
