@@ -30,6 +30,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -169,8 +170,9 @@ int main(int argc, char** argv) {
         usage();
         return 2;
     }
-    char tmpl[] = "/tmp/tandrel-cost.XXXXXX";
-    if (mkdtemp(tmpl) == nullptr) {
+    std::error_code ec;
+    std::string tmpl = (std::filesystem::temp_directory_path(ec) / "tandrel-cost.XXXXXX").string();
+    if (mkdtemp(tmpl.data()) == nullptr) {
         std::perror("tandrel-cost-driver: mkdtemp");
         return 1;
     }
