@@ -41,7 +41,7 @@ inline constexpr uint32_t AT_CMD_TABLE_REG_LEN = 5313;
 extern const AtCmdEntry g_at_cmd_table[AT_CMD_COUNT + 1];
 
 // The row whose name equals name ignoring case, or null. The walk stops at
-// the terminator (m_name_len 0).
+// the terminator (m_name_len 0) or at the match, the only one there can be.
 const AtCmdEntry* at_cmd_find(const char* name);
 
 // The handler of operation type in row e (null when the row has none or the

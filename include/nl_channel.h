@@ -71,12 +71,15 @@ uint32_t nl_recv_backoff_ms(uint32_t consecutive_failures);
 void nl_handle_message(const uint8_t* msg, uint32_t namelen, uint32_t sender);
 
 // The receive loop's state: its socket, its buffer, and the receive failures
-// in a row so far.
+// in a row so far. The buffer is zeroed before every receive; only its first
+// `dirty` bytes can be non-zero then (what the last receive wrote), so only
+// they are zeroed. A loop that does not know starts with the whole buffer.
 struct NlReceiver {
     int fd;
     uint8_t* buf;
     uint32_t capacity;
     uint32_t failures;
+    uint32_t dirty = UINT32_MAX;
 };
 
 // One turn of the receive loop: receives one datagram into r.buf and

@@ -240,15 +240,34 @@ static_assert(rows_well_formed());
 
 }  // namespace
 
+namespace {
+
+// Two characters equal ignoring case are equal with bit 5 set in both (it
+// makes a letter lower case and leaves the same character the same).
+constexpr char fold(char c) { return static_cast<char>(c | 0x20); }
+
+}  // namespace
+
 const AtCmdEntry* at_cmd_find(const char* name) {
-    const AtCmdEntry* found = nullptr;
-    // The walk always runs to the terminator; names are unique, so at most one row matches.
+    if (name == nullptr) {
+        return nullptr;
+    }
+    // Names equal ignoring case have the same length and the same last
+    // character folded, which rules out all but a row or two before the
+    // full comparison. Names are unique ignoring case (checked at compile
+    // time), so the first match is the only one.
+    const size_t len = strlen(name);
+    if (len == 0) {
+        return nullptr;
+    }
+    const char last = fold(name[len - 1]);
     for (const AtCmdEntry* e = g_at_cmd_table; e->m_name_len != 0; ++e) {
-        if (osa_stricmp(name, e->m_name) == 0) {
-            found = e;
+        if (e->m_name_len == len + 1 && fold(e->m_name[len - 1]) == last &&
+            osa_stricmp(name, e->m_name) == 0) {
+            return e;
         }
     }
-    return found;
+    return nullptr;
 }
 
 AtHandler at_cmd_handler(const AtCmdEntry& e, uint32_t type) {

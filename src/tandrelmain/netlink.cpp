@@ -18,6 +18,8 @@
 
 uint32_t g_nl_seq = 0;
 uint8_t g_nl_rx_buf[FIX_NL_DATA_LENGTH];
+// Bytes of g_nl_rx_buf that can be non-zero: past them it is all zero.
+static uint32_t g_nl_rx_dirty = FIX_NL_DATA_LENGTH;
 
 namespace {
 
@@ -77,8 +79,13 @@ void nl_handle_message(const uint8_t* msg, uint32_t namelen, uint32_t sender) {
                       static_cast<int>(ev.len));
         return;
     }
-    osa_memset_s(g_nl_rx_buf, sizeof g_nl_rx_buf, 0, sizeof g_nl_rx_buf);
+    // The buffer ends up as if zeroed whole and then written: the request,
+    // then zeros. Past what the last request wrote it is zero already.
     osa_memcpy_s(g_nl_rx_buf, sizeof g_nl_rx_buf, msg + NL_DATA_OFFSET, ev.len);
+    if (g_nl_rx_dirty > ev.len) {
+        osa_memset_s(g_nl_rx_buf + ev.len, sizeof g_nl_rx_buf - ev.len, 0, g_nl_rx_dirty - ev.len);
+    }
+    g_nl_rx_dirty = ev.len;
     // post_notify copies the bytes before it returns, so the buffer is free
     // for the next message.
     if (post_notify(NOTIFY_MODULE_TANDREL, TANDREL_EVT_AT_REQUEST, ev.len, g_nl_rx_buf) != 0) {
@@ -87,7 +94,9 @@ void nl_handle_message(const uint8_t* msg, uint32_t namelen, uint32_t sender) {
 }
 
 void nl_receive_one(NlReceiver& r) {
-    osa_memset_s(r.buf, r.capacity, 0, r.capacity);
+    // The whole buffer is zero before the receive, as if zeroed whole.
+    osa_memset_s(r.buf, r.capacity, 0, r.dirty < r.capacity ? r.dirty : r.capacity);
+    r.dirty = 0;
     sockaddr_nl src = nl_address(0);
     iovec iov{r.buf, r.capacity};
     msghdr in{};
@@ -96,6 +105,9 @@ void nl_receive_one(NlReceiver& r) {
     in.msg_iov = &iov;
     in.msg_iovlen = 1;
     const ssize_t n = recvmsg(r.fd, &in, 0);
+    // A datagram longer than the buffer fills it; a failed receive is taken
+    // to have written anything.
+    r.dirty = n > 0 && static_cast<size_t>(n) < r.capacity ? static_cast<uint32_t>(n) : r.capacity;
     if (n <= 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "tandrel_netlink_msg_process recvmsg error.");
         const uint32_t pause = nl_recv_backoff_ms(++r.failures);
@@ -127,7 +139,8 @@ void tandrel_netlink_msg_process(void) {
     boot_check_update_info();
 
     const NlRegistrationSize size = nl_registration_size(g_at_cmd_table);
-    TANDREL_TRACE(TRACE_LEVEL_INFO, "tandrel_netlink_msg_process cmdtbl_len = %d, final_len = %d\r\n",
+    TANDREL_TRACE(TRACE_LEVEL_INFO,
+                  "tandrel_netlink_msg_process cmdtbl_len = %d, final_len = %d\r\n",
                   static_cast<int>(size.cmdtbl_len), static_cast<int>(size.final_len));
     OsaBuffer msg(size.buffer_size);
     if (!msg) {
@@ -150,7 +163,8 @@ void tandrel_netlink_msg_process(void) {
     out.msg_iov = &iov;
     out.msg_iovlen = 1;
     if (sendmsg(fd, &out, 0) == -1) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "tandrel_netlink_msg_process sendmsg funciton failed.[main]");
+        TANDREL_TRACE(TRACE_LEVEL_ERROR,
+                      "tandrel_netlink_msg_process sendmsg funciton failed.[main]");
     }
     TANDREL_TRACE(TRACE_LEVEL_INFO, "tandrel_netlink_msg_process netlink message send completely!");
 

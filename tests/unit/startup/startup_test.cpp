@@ -244,6 +244,54 @@ TEST_F(Startup, PersistentReceiveFailuresBackOffUntilAMessageArrives) {
     EXPECT_EQ(P().posted[0].data, std::vector<uint8_t>(req.data(), req.data() + 100));
 }
 
+TEST_F(Startup, EachReceiveSeesZerosPastWhatItReceived) {
+    // A datagram that announces more bytes than it carries reads as zeros
+    // beyond them, whatever the datagrams before it left in the buffer: a
+    // long one, a failed receive, a short one.
+    auto datagram = [](uint32_t announced, size_t carried, uint8_t fill) {
+        std::vector<uint8_t> d(NL_DATA_OFFSET, 0);
+        le_put_u32(&d[NL_EVENT_OFFSET], 1);
+        le_put_u32(&d[NL_EVENT_OFFSET + 8], announced);
+        d.resize(NL_DATA_OFFSET + carried, fill);
+        return d;
+    };
+    const struct {
+        std::vector<uint8_t> received;
+        uint32_t announced;
+        size_t carried;
+    } steps[] = {
+        {datagram(3000, 3000, 0xA5), 3000, 3000},
+        {datagram(3000, 84, 0x5A), 3000, 84},
+        {{}, 0, 0},
+        {datagram(600, 10, 0x11), 600, 10},
+        {datagram(10239, 10239, 0x22), 10239, 10239},
+        {datagram(10239, 1, 0x33), 10239, 1},
+    };
+    g_wraps.received.clear();
+    for (const auto& s : steps) {
+        g_wraps.received.push_back(s.received);
+    }
+    std::vector<uint8_t> buf(10268, 0xEE);  // left over from the registration
+    NlReceiver r{kFakeFd, buf.data(), static_cast<uint32_t>(buf.size()), 0};
+    size_t posts = 0;
+    for (const auto& s : steps) {
+        nl_receive_one(r);
+        if (s.received.empty()) {
+            continue;
+        }
+        ASSERT_EQ(P().posted.size(), ++posts);
+        const std::vector<uint8_t>& got = P().posted.back().data;
+        ASSERT_EQ(got.size(), s.announced);
+        std::vector<uint8_t> want(s.announced, 0);
+        std::copy_n(s.received.begin() + NL_DATA_OFFSET, s.carried, want.begin());
+        EXPECT_EQ(got, want) << "datagram " << posts;
+        // The static copy is the request and then zeros, as if zeroed whole.
+        EXPECT_TRUE(std::all_of(g_nl_rx_buf + s.announced, g_nl_rx_buf + sizeof g_nl_rx_buf,
+                                [](uint8_t b) { return b == 0; }))
+            << "datagram " << posts;
+    }
+}
+
 class EventRouting : public fake::PlatformTest {};
 
 TEST_F(EventRouting, RequestEventIsDispatchedAndAnswered) {
