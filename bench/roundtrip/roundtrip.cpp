@@ -42,6 +42,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cctype>
 #include <chrono>
 #include <cinttypes>
 #include <condition_variable>
@@ -395,7 +396,8 @@ void usage(FILE* to) {
         "                         [--pipeline N] [--load-seconds S] [--only PHASE]\n"
         "Round trips, pipelined throughput and latency under load of the daemon through its\n"
         "netlink channel, as ratios to a minimal two-thread server measured alongside.\n"
-        "PHASE: roundtrip, pipeline, load (default all).\n",
+        "PHASE: roundtrip, pipeline, load (default: these three), or heap (the daemon under\n"
+        "valgrind's DHAT: heap allocated per command and held afterwards).\n",
         to);
 }
 
@@ -433,7 +435,7 @@ std::optional<Options> parse_args(int argc, char** argv) {
             o.load_seconds = n;
         } else if (a == "--only" &&
                    (std::strcmp(v, "roundtrip") == 0 || std::strcmp(v, "pipeline") == 0 ||
-                    std::strcmp(v, "load") == 0)) {
+                    std::strcmp(v, "heap") == 0 || std::strcmp(v, "load") == 0)) {
             o.only = v;
         } else {
             return std::nullopt;
@@ -460,7 +462,7 @@ class Server {
     const std::string& dir() const { return dir_; }
 
     bool start(const std::string& daemon_path, uint32_t driver_port,
-               const std::vector<std::string>& env) {
+               const std::vector<std::string>& env, const std::vector<std::string>& prefix = {}) {
         char tmpl[] = "/tmp/tandrel-roundtrip.XXXXXX";
         if (mkdtemp(tmpl) == nullptr) {
             return false;
@@ -474,7 +476,8 @@ class Server {
         std::vector<std::string> argv;
         std::vector<std::string> e = env;
         if (daemon_) {
-            argv = {daemon_path};
+            argv = prefix;
+            argv.push_back(daemon_path);
             e.push_back("TANDREL_RUN_DIR=" + dir_);
             e.push_back("TANDREL_NL_DRIVER_PID=" + std::to_string(driver_port));
             e.push_back("TANDREL_TRACE=" + dir_ + "/trace.log");
@@ -494,6 +497,17 @@ class Server {
             return false;
         }
         return true;
+    }
+
+    // Stops the server and returns what it wrote to its standard output and error.
+    std::string stop_and_read_log() {
+        if (pid_ > 0) {
+            kill(pid_, SIGTERM);
+            waitpid(pid_, nullptr, 0);
+            pid_ = -1;
+        }
+        std::ifstream f(dir_ + "/server.log");
+        return std::string((std::istreambuf_iterator<char>(f)), std::istreambuf_iterator<char>());
     }
 
     void stop() {
@@ -1021,6 +1035,104 @@ bool load_phase(const Options& o) {
     return ok;
 }
 
+// Heap figures of one daemon run under valgrind's DHAT: everything the
+// daemon allocated over its life, its most at any time, and what it held at
+// the end.
+struct HeapFigures {
+    double total_bytes = 0;
+    double total_blocks = 0;
+    double gmax_bytes = 0;
+    double end_bytes = 0;
+    double end_blocks = 0;
+    bool ok = false;
+};
+
+// Reads "<label> 1,234 bytes in 5 blocks" from a DHAT log.
+bool dhat_line(const std::string& log, const char* label, double* bytes, double* blocks) {
+    const size_t at = log.find(label);
+    if (at == std::string::npos) {
+        return false;
+    }
+    std::string digits;
+    std::vector<double> numbers;
+    for (size_t i = at + std::strlen(label); i < log.size() && log[i] != '\n'; ++i) {
+        if (std::isdigit(static_cast<unsigned char>(log[i])) != 0) {
+            digits += log[i];
+        } else if (log[i] != ',' && !digits.empty()) {
+            numbers.push_back(std::strtod(digits.c_str(), nullptr));
+            digits.clear();
+        }
+    }
+    if (!digits.empty())
+        numbers.push_back(std::strtod(digits.c_str(), nullptr));
+    if (numbers.size() < 2) {
+        return false;
+    }
+    *bytes = numbers[0];
+    *blocks = numbers[1];
+    return true;
+}
+
+HeapFigures heap_run(const Options& o, uint64_t commands) {
+    HeapFigures h;
+    Server d("tandrel under DHAT", true);
+    if (!set_cpus(std::nullopt) ||
+        !d.start(o.daemon, g_driver_port_base + 3, {},
+                 {"valgrind", "--tool=dhat", "--dhat-out-file=/dev/null"})) {
+        return h;
+    }
+    std::vector<Bytes> mix;
+    for (const Command& c : kMix)
+        mix.push_back(request_datagram(c));
+    // Every command once first: what a service allocates once, on first use,
+    // is then in both runs.
+    if (!sequential(d, mix, mix.size() * 10).ok ||
+        (commands > 0 && !sequential(d, mix, commands).ok)) {
+        return h;
+    }
+    // The last response is sent before its buffers are freed: let the loop
+    // thread finish.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const std::string log = d.stop_and_read_log();
+    double unused = 0;
+    h.ok = dhat_line(log, "Total:", &h.total_bytes, &h.total_blocks) &&
+           dhat_line(log, "At t-gmax:", &h.gmax_bytes, &unused) &&
+           dhat_line(log, "At t-end:", &h.end_bytes, &h.end_blocks);
+    if (!h.ok) {
+        std::fprintf(stderr, "tandrel-roundtrip: no DHAT summary from the daemon:\n%s\n",
+                     log.c_str());
+    }
+    return h;
+}
+
+bool heap_phase(const Options& o) {
+    const uint64_t n = std::max<uint64_t>(o.count / 20, 100);
+    std::printf(
+        "\nHeap per command (valgrind --tool=dhat on the daemon): the mix, %zu commands,"
+        " then 0 or %" PRIu64 " more\n",
+        sizeof kMix / sizeof kMix[0] * 10, n);
+    const HeapFigures idle = heap_run(o, 0);
+    const HeapFigures busy = heap_run(o, n);
+    if (!idle.ok || !busy.ok) {
+        return false;
+    }
+    const double dn = static_cast<double>(n);
+    std::printf("  %-12s %14s %10s %14s %14s %10s\n", "more", "allocated B", "blocks",
+                "most held B", "held at end B", "blocks");
+    for (const auto* h : {&idle, &busy}) {
+        std::printf("  %-12" PRIu64 " %14.0f %10.0f %14.0f %14.0f %10.0f\n",
+                    h == &idle ? uint64_t{0} : n, h->total_bytes, h->total_blocks, h->gmax_bytes,
+                    h->end_bytes, h->end_blocks);
+    }
+    std::printf(
+        "  per command: %.0f bytes in %.2f blocks allocated, at most %.0f bytes more held;"
+        " held at the end: %+.0f bytes, %+.0f blocks\n",
+        (busy.total_bytes - idle.total_bytes) / dn, (busy.total_blocks - idle.total_blocks) / dn,
+        busy.gmax_bytes - idle.gmax_bytes, busy.end_bytes - idle.end_bytes,
+        busy.end_blocks - idle.end_blocks);
+    return busy.end_bytes == idle.end_bytes;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -1058,6 +1170,9 @@ int main(int argc, char** argv) {
     }
     if (want("load")) {
         ok = load_phase(*opt) && ok;
+    }
+    if (opt->only == "heap") {
+        ok = heap_phase(*opt) && ok;
     }
     std::printf("\nroundtrip: %s\n", ok ? "every request answered" : "FAILED");
     return ok ? 0 : 1;
