@@ -309,6 +309,7 @@ int echo_server(uint32_t driver) {
     std::condition_variable cv;
     std::deque<Bytes> queue;
 
+    const auto self = static_cast<uint32_t>(getpid());
     std::thread worker([&] {
         for (;;) {
             Bytes in;
@@ -335,7 +336,7 @@ int echo_server(uint32_t driver) {
             nlmsghdr header{};
             const uint32_t size = static_cast<uint32_t>(kRecordHeader) + r->m_length + 1;
             header.nlmsg_len = static_cast<uint32_t>(sizeof header) + size;
-            header.nlmsg_pid = static_cast<uint32_t>(getpid());
+            header.nlmsg_pid = self;
             iovec iov[2] = {{&header, sizeof header}, {rsp, size}};
             sockaddr_nl to{};
             to.nl_family = AF_NETLINK;
@@ -355,6 +356,7 @@ int echo_server(uint32_t driver) {
     Bytes hello(kDataOffset, 0);
     le_put_u32(&hello[0], static_cast<uint32_t>(hello.size()));
     le_put_u16(&hello[4], 3);
+    le_put_u32(&hello[12], static_cast<uint32_t>(getpid()));
     send_to(fd, driver, hello);
 
     Bytes buf(kRxCapacity);
@@ -458,7 +460,7 @@ class Server {
     const std::string& name() const { return name_; }
     pid_t pid() const { return pid_; }
     int fd() const { return fd_; }
-    uint32_t port() const { return static_cast<uint32_t>(pid_); }
+    uint32_t port() const { return port_; }
     const std::string& dir() const { return dir_; }
 
     bool start(const std::string& daemon_path, uint32_t driver_port,
@@ -496,6 +498,7 @@ class Server {
                          dir_.c_str());
             return false;
         }
+        port_ = le_get_u32(&reg[12]);
         return true;
     }
 
@@ -588,6 +591,7 @@ class Server {
     bool daemon_;
     bool keep_ = false;
     pid_t pid_ = -1;
+    uint32_t port_ = 0;  // the server's netlink port id, from its registration
     int fd_ = -1;
     std::string dir_;
     uint32_t magic_ = 0;
