@@ -51,6 +51,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <mutex>
@@ -280,6 +281,11 @@ double spread(const std::vector<double>& v) {
     return m > 0 ? (*hi - *lo) / m * 100.0 : 0;
 }
 
+// A template for mkdtemp in the system's scratch directory ($TMPDIR or its default).
+std::string scratch_template() {
+    return (std::filesystem::temp_directory_path() / "tandrel-roundtrip.XXXXXX").string();
+}
+
 bool set_cpus(std::optional<int> cpu) {
     cpu_set_t set;
     CPU_ZERO(&set);
@@ -465,8 +471,8 @@ class Server {
 
     bool start(const std::string& daemon_path, uint32_t driver_port,
                const std::vector<std::string>& env, const std::vector<std::string>& prefix = {}) {
-        char tmpl[] = "/tmp/tandrel-roundtrip.XXXXXX";
-        if (mkdtemp(tmpl) == nullptr) {
+        std::string tmpl = scratch_template();
+        if (mkdtemp(tmpl.data()) == nullptr) {
             return false;
         }
         dir_ = tmpl;
@@ -981,8 +987,8 @@ bool load_phase(const Options& o) {
     if (!set_cpus(std::nullopt)) {
         return false;
     }
-    char tmpl[] = "/tmp/tandrel-roundtrip.XXXXXX";
-    if (mkdtemp(tmpl) == nullptr) {
+    std::string tmpl = scratch_template();
+    if (mkdtemp(tmpl.data()) == nullptr) {
         return false;
     }
     const std::string track = write_track(tmpl);
@@ -1035,7 +1041,7 @@ bool load_phase(const Options& o) {
         static_cast<double>(reports.count(0) ? reports.at(0) : 0) / secs, posted);
     send_command(d, {PCUI, "^WPEND", NL_TYPE_SET, {}, ""});
     d.stop();
-    std::system(("rm -rf '" + std::string(tmpl) + "'").c_str());
+    std::system(("rm -rf '" + tmpl + "'").c_str());
     return ok;
 }
 
