@@ -38,9 +38,12 @@ int32_t send_at_response_to_kernel(AtResponse* rsp, uint32_t size) {
                           size);
         return -1;
     }
+    // The sender's port id is the process id, which the daemon (it never
+    // forks) reads once rather than with a system call per response.
+    static const auto self = static_cast<uint32_t>(getpid());
     nlmsghdr header{};
     header.nlmsg_len = static_cast<uint32_t>(sizeof header) + size;
-    header.nlmsg_pid = static_cast<uint32_t>(getpid());
+    header.nlmsg_pid = self;
     iovec iov[2] = {{&header, sizeof header}, {rsp, size}};
     sockaddr_nl driver{};
     driver.nl_family = AF_NETLINK;
