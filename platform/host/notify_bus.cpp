@@ -1,4 +1,9 @@
-// Host message system and notify bus: module registry, one event queue, and the loop that delivers it.
+// Host message system and notify bus: module registry, one event queue, and the loop that delivers
+// it.
+//
+// The loop thread sleeps on a condition variable until the queue has work;
+// other processes' events arrive on the bus socket, which a thread of its own
+// serves while the loop runs, posting them like any other thread.
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -9,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <thread>
 
 #include "notify_bus.h"
 #include "notify_bus_internal.h"
@@ -43,26 +49,28 @@ struct SyncCall {
 // One queued event, its payload copy right behind it in the same block.
 struct Item {
     Item* next;
-    NotifyEvent ev;     // ev.payload points to the copy, or is null
-    SyncCall* call;     // send_notify: (event, w1 = buf, w2 = buf_len) to the first callback
-    bool withdrawn;     // the caller of a synchronous request gave up
-    bool started;       // the loop has begun the synchronous request
-    size_t bytes;       // accounted against kQueueByteCap
+    NotifyEvent ev;  // ev.payload points to the copy, or is null
+    SyncCall* call;  // send_notify: (event, w1 = buf, w2 = buf_len) to the first callback
+    bool withdrawn;  // the caller of a synchronous request gave up
+    bool started;    // the loop has begun the synchronous request
+    size_t bytes;    // accounted against kQueueByteCap
 };
 
 struct Bus {
     std::mutex mu;
     std::condition_variable space_cv;  // posters waiting for room
     std::condition_variable done_cv;   // synchronous callers waiting for their answer
+    std::condition_variable work_cv;   // the loop waiting for events or a stop
     Item* head = nullptr;
     Item* tail = nullptr;
     size_t queued_bytes = 0;
     Module modules[kMaxModules] = {};
     uint32_t module_count = 0;
-    int wake_fd = -1;  // eventfd: the queue went from empty to not empty, or stop
+    int wake_fd = -1;  // eventfd: wakes the socket thread to end
     int sock_fd = -1;
     bool loop_running = false;
     bool stop = false;
+    bool sock_stop = false;  // the socket thread is to end
 };
 
 // Never destroyed: threads may still post while the process exits.
@@ -77,7 +85,8 @@ bool ready_locked(Bus& b) {
     if (b.wake_fd < 0) {
         b.wake_fd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
         if (b.wake_fd < 0) {
-            TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "notify bus: eventfd failed, errno %d\n", errno);
+            TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "notify bus: eventfd failed, errno %d\n",
+                              errno);
         }
     }
     return b.wake_fd >= 0;
@@ -143,7 +152,9 @@ int32_t enqueue(Item* it) {
         return -1;
     }
     if (!t_on_loop) {
-        b.space_cv.wait(lock, [&] { return b.queued_bytes == 0 || b.queued_bytes + it->bytes <= kQueueByteCap; });
+        b.space_cv.wait(lock, [&] {
+            return b.queued_bytes == 0 || b.queued_bytes + it->bytes <= kQueueByteCap;
+        });
     }
     const bool was_empty = b.head == nullptr;
     if (was_empty) {
@@ -153,19 +164,16 @@ int32_t enqueue(Item* it) {
     }
     b.tail = it;
     b.queued_bytes += it->bytes;
-    const int fd = b.wake_fd;
     lock.unlock();
     // The loop drains the whole queue on each wake-up, so only the first
     // event after a drain needs to wake it.
     if (was_empty) {
-        wake(fd);
+        b.work_cv.notify_one();
     }
     return 0;
 }
 
-Item* take_all() {
-    Bus& b = bus();
-    std::lock_guard<std::mutex> lock(b.mu);
+Item* take_all_locked(Bus& b) {
     Item* list = b.head;
     b.head = b.tail = nullptr;
     b.queued_bytes = 0;
@@ -202,9 +210,15 @@ void deliver(const NotifyEvent& e) {
     }
     const auto ptr = reinterpret_cast<uintptr_t>(e.payload);
     switch (e.layout) {
-        case NotifyLayout::LenPtr: cb(e.event, e.len, ptr); break;
-        case NotifyLayout::PtrLen: cb(e.event, ptr, e.len); break;
-        case NotifyLayout::Words: cb(e.event, e.w1, e.w2); break;
+        case NotifyLayout::LenPtr:
+            cb(e.event, e.len, ptr);
+            break;
+        case NotifyLayout::PtrLen:
+            cb(e.event, ptr, e.len);
+            break;
+        case NotifyLayout::Words:
+            cb(e.event, e.w1, e.w2);
+            break;
     }
 }
 
@@ -228,6 +242,34 @@ bool valid_event(const NotifyEvent& e) {
     return slot_ok && layout_ok && e.len <= kMaxEventBytes;
 }
 
+// Serves the bus socket until the loop tells it to end through wake_fd.
+void serve_socket(int wake_fd, int sock_fd) {
+    Bus& b = bus();
+    for (;;) {
+        pollfd fds[2] = {{wake_fd, POLLIN, 0}, {sock_fd, POLLIN, 0}};
+        if (poll(fds, 2, -1) < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "notify bus: poll failed, errno %d\n",
+                              errno);
+            return;
+        }
+        if ((fds[0].revents & POLLIN) != 0) {
+            uint64_t count = 0;
+            while (read(wake_fd, &count, sizeof count) < 0 && errno == EINTR) {
+            }
+            std::lock_guard<std::mutex> lock(b.mu);
+            if (b.sock_stop) {
+                return;
+            }
+        }
+        if ((fds[1].revents & POLLIN) != 0) {
+            notify_socket_drain(sock_fd);
+        }
+    }
+}
+
 }  // namespace
 
 int32_t notify_bus_raise_padded(const NotifyEvent& e, uint32_t min_copy) {
@@ -243,33 +285,35 @@ int32_t notify_bus_raise_padded(const NotifyEvent& e, uint32_t min_copy) {
     }
     Item* it = new_item(e, copy_size);
     if (it == nullptr) {
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "notify bus: no memory for event %u\n", e.event);
+        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "notify bus: no memory for event %u\n",
+                          e.event);
         return -1;
     }
     return enqueue(it);
 }
 
-int32_t notify_bus_raise(const NotifyEvent& e) { return notify_bus_raise_padded(e, 0); }
+int32_t notify_bus_raise(const NotifyEvent& e) {
+    return notify_bus_raise_padded(e, 0);
+}
 
-bool notify_bus_has_callback(uint32_t module, NotifySlot slot) { return callback_of(module, slot) != nullptr; }
+bool notify_bus_has_callback(uint32_t module, NotifySlot slot) {
+    return callback_of(module, slot) != nullptr;
+}
 
 void notify_bus_stop(void) {
     Bus& b = bus();
-    int fd = -1;
     {
         std::lock_guard<std::mutex> lock(b.mu);
         b.stop = true;
-        fd = b.wake_fd;
     }
-    if (fd >= 0) {
-        wake(fd);
-    }
+    b.work_cv.notify_one();
 }
 
 extern "C" {
 
 int32_t QSP_MSG_Init(const char* name) {
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO, "message system joined by %s\n", name != nullptr ? name : "?");
+    TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO, "message system joined by %s\n",
+                      name != nullptr ? name : "?");
     return 0;
 }
 
@@ -301,38 +345,41 @@ void* QSP_UTIL_SockBaseStart(void* /*arg*/) {
         sock_fd = b.sock_fd;
     }
     t_on_loop = true;
+    std::thread socket_thread;
+    if (sock_fd >= 0) {
+        socket_thread = std::thread(serve_socket, wake_fd, sock_fd);
+    }
     for (;;) {
-        pollfd fds[2] = {{wake_fd, POLLIN, 0}, {sock_fd, POLLIN, 0}};
-        if (poll(fds, sock_fd >= 0 ? 2 : 1, -1) < 0) {
-            if (errno == EINTR) {
-                continue;
+        Item* list = nullptr;
+        {
+            std::unique_lock<std::mutex> lock(b.mu);
+            b.work_cv.wait(lock, [&] { return b.head != nullptr || b.stop; });
+            if (b.head == nullptr) {
+                break;  // stopped, and nothing is left to deliver
             }
-            TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "notify bus: poll failed, errno %d\n", errno);
-            break;
+            list = take_all_locked(b);
         }
-        if ((fds[0].revents & POLLIN) != 0) {
-            uint64_t count = 0;
-            while (read(wake_fd, &count, sizeof count) < 0 && errno == EINTR) {
-            }
+        deliver_all(list);
+    }
+    if (socket_thread.joinable()) {
+        {
+            std::lock_guard<std::mutex> lock(b.mu);
+            b.sock_stop = true;
         }
-        if (sock_fd >= 0 && (fds[1].revents & POLLIN) != 0) {
-            notify_socket_drain(sock_fd);
-        }
-        deliver_all(take_all());
-
-        std::lock_guard<std::mutex> lock(b.mu);
-        if (b.stop && b.head == nullptr) {
-            break;
-        }
+        wake(wake_fd);
+        socket_thread.join();
     }
     t_on_loop = false;
     std::lock_guard<std::mutex> lock(b.mu);
     b.loop_running = false;
     b.stop = false;
+    b.sock_stop = false;
     return nullptr;
 }
 
-int32_t init_notify(void) { return ready() ? 0 : -1; }
+int32_t init_notify(void) {
+    return ready() ? 0 : -1;
+}
 
 int32_t register_notify_handler(uint32_t module, NotifyCallback first, NotifyCallback second) {
     Bus& b = bus();
@@ -363,8 +410,8 @@ int32_t post_notify(uint32_t module, uint32_t event, uint32_t len, const void* d
     return notify_bus_raise(e);
 }
 
-int32_t send_notify(uint32_t module, uint32_t event, uint32_t /*in_len*/, void* buf, uint32_t /*flags*/,
-                    uint32_t buf_len) {
+int32_t send_notify(uint32_t module, uint32_t event, uint32_t /*in_len*/, void* buf,
+                    uint32_t /*flags*/, uint32_t buf_len) {
     if (t_on_loop) {
         const NotifyCallback cb = callback_of(module, NotifySlot::First);
         return cb != nullptr ? cb(event, reinterpret_cast<uintptr_t>(buf), buf_len) : -1;
@@ -396,8 +443,8 @@ int32_t send_notify(uint32_t module, uint32_t event, uint32_t /*in_len*/, void* 
         if (!it->started) {
             it->withdrawn = true;
             TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR,
-                              "notify bus: request %u to module %u not served in time: withdrawn\n", event,
-                              module);
+                              "notify bus: request %u to module %u not served in time: withdrawn\n",
+                              event, module);
             return -1;
         }
         b.done_cv.wait(lock, [&] { return call.done; });

@@ -99,7 +99,7 @@ int notify_socket_open(void) {
 }
 
 void notify_socket_drain(int fd) {
-    static uint8_t data[NOTIFY_WIRE_MAX_SIZE];  // loop thread only
+    static uint8_t data[NOTIFY_WIRE_MAX_SIZE];  // the bus socket thread only
     for (int i = 0; i < kDrainBatch; ++i) {
         sockaddr_un from{};
         alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
