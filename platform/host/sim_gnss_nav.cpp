@@ -110,8 +110,9 @@ std::vector<std::pair<int32_t, int32_t>> satellites(const std::vector<std::strin
         // Blocks of number, elevation, azimuth and SNR from field 4 on.
         const std::vector<std::string> f = fields(s);
         for (size_t i = 4; i < f.size(); i += 4) {
+            const size_t snr = i + 3;  // may lie past the last field
             if (!f[i].empty()) {
-                out.emplace_back(atoi_or(f[i], 0), i + 3 < f.size() ? atoi_or(f[i + 3], 0) : 0);
+                out.emplace_back(atoi_or(f[i], 0), snr < f.size() ? atoi_or(f[snr], 0) : 0);
             }
         }
     }

@@ -1,4 +1,5 @@
-// Simulated audio recorder engine: files in the run directory, recording and playback with their end events, file transfer packets.
+// Simulated audio recorder engine: files in the run directory, recording and playback with their
+// end events, file transfer packets.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -64,6 +65,7 @@ struct RecorderSim {
     bool stop = false;
     bool job = false;
     bool thread_started = false;
+    Clock::time_point started;
     Clock::time_point deadline;
     uint32_t max_seconds = 10;
     uint32_t volume = 50;
@@ -95,9 +97,9 @@ long file_size(const std::string& name) {
     if (f == nullptr) {
         return -1;
     }
-    fseek(f, 0, SEEK_END);
+    (void)fseek(f, 0, SEEK_END);
     const long n = ftell(f);
-    fclose(f);
+    (void)fclose(f);
     return n;
 }
 
@@ -123,15 +125,18 @@ void append_tone(const std::string& name, uint32_t bytes, uint32_t volume, uint3
     std::vector<uint8_t> pcm(bytes & ~1u);
     const double amplitude = 8000.0 * volume / kMaxVolume;
     for (size_t i = 0; i + 1 < pcm.size(); i += 2) {
-        const auto v = static_cast<int16_t>(amplitude * std::sin(kTwoPi * kToneHz * (*phase)++ / kSampleRate));
+        const auto v =
+            static_cast<int16_t>(amplitude * std::sin(kTwoPi * kToneHz * (*phase)++ / kSampleRate));
         pcm[i] = static_cast<uint8_t>(v & 0xFF);
         pcm[i + 1] = static_cast<uint8_t>((v >> 8) & 0xFF);
     }
     const std::string path = file_path(name);
-    const int fd = path.empty() ? -1 : open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    const int fd =
+        path.empty() ? -1 : open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     if (fd >= 0) {
         if (write(fd, pcm.data(), pcm.size()) != static_cast<ssize_t>(pcm.size())) {
-            TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "recorder sim: write to %s failed\n", path.c_str());
+            TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "recorder sim: write to %s failed\n",
+                              path.c_str());
         }
         close(fd);
     }
@@ -146,29 +151,51 @@ void audio_thread() {
         const std::string name = s.file;
         const bool recording = s.activity == Activity::Recording;
         uint32_t phase = 0;
-        while (!s.stop && Clock::now() < s.deadline) {
-            const auto next = std::min(Clock::now() + std::chrono::milliseconds(kChunkMs), s.deadline);
-            s.cv.wait_until(lock, next, [&] { return s.stop; });
+        // A recording holds the sound of the time it ran, however late this
+        // thread gets to write it: a complete one always its full length.
+        uint64_t written = 0;
+        for (;;) {
+            const bool running = !s.stop && Clock::now() < s.deadline;
             if (recording) {
-                const uint32_t volume = s.volume;
-                lock.unlock();
-                append_tone(name, kBytesPerSecond * kChunkMs / 1000, volume, &phase);
-                lock.lock();
+                const auto until = running  ? Clock::now()
+                                   : s.stop ? std::min(Clock::now(), s.deadline)
+                                            : s.deadline;
+                const auto ms =
+                    std::chrono::duration_cast<std::chrono::milliseconds>(until - s.started)
+                        .count();
+                const uint64_t due =
+                    static_cast<uint64_t>(ms < 0 ? 0 : ms) * kBytesPerSecond / 1000;
+                if (due > written) {
+                    const uint32_t volume = s.volume;
+                    lock.unlock();
+                    append_tone(name, static_cast<uint32_t>(due - written), volume, &phase);
+                    lock.lock();
+                    written = due;
+                }
             }
+            if (!running) {
+                break;
+            }
+            const auto next =
+                std::min(Clock::now() + std::chrono::milliseconds(kChunkMs), s.deadline);
+            s.cv.wait_until(lock, next, [&] { return s.stop; });
         }
         const uint32_t how = s.stop ? kEndStopped : kEndComplete;
         s.stop = false;
         s.activity = Activity::Idle;
         s.file.clear();
         const long size = file_size(name);
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO, "recorder sim: %s of %s ended (%u), %ld bytes\n",
+        TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO,
+                          "recorder sim: %s of %s ended (%u), %ld bytes\n",
                           recording ? "recording" : "playback", name.c_str(), how, size);
         raise_audend(name, recording ? kOpRecord : kOpPlay, how,
                      recording ? static_cast<int32_t>(size < 0 ? 0 : size) : -1);
     }
 }
 
-void answer(AtResponse* pOut, const char* text) { snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", text); }
+void answer(AtResponse* pOut, const char* text) {
+    (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", text);
+}
 
 std::string_view para(const AtRequest* pIn, uint32_t i) {
     return i < pIn->m_para_count && i < AT_MAX_PARAS ? at_para_text(pIn->m_para_list[i])
@@ -200,7 +227,8 @@ int32_t start(RecorderSim& s, uint32_t op, const std::string& name) {
     long ms = static_cast<long>(s.max_seconds) * 1000;
     if (op == kOpRecord) {
         const std::string path = file_path(name);
-        const int fd = path.empty() ? -1 : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        const int fd =
+            path.empty() ? -1 : open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         if (fd < 0) {
             return -1;
         }
@@ -217,7 +245,8 @@ int32_t start(RecorderSim& s, uint32_t op, const std::string& name) {
     s.file = name;
     s.stop = false;
     s.job = true;
-    s.deadline = Clock::now() + std::chrono::milliseconds(ms);
+    s.started = Clock::now();
+    s.deadline = s.started + std::chrono::milliseconds(ms);
     if (!s.thread_started) {
         std::thread(audio_thread).detach();
         s.thread_started = true;
@@ -239,22 +268,23 @@ int32_t read_file(const std::string& name, const AtRequest* pIn) {
     }
     uint32_t offset = 0;
     uint32_t length = static_cast<uint32_t>(size);
-    if (pIn->m_para_count >= 4 && (!number_of(para(pIn, 2), &offset) || !number_of(para(pIn, 3), &length))) {
+    if (pIn->m_para_count >= 4 &&
+        (!number_of(para(pIn, 2), &offset) || !number_of(para(pIn, 3), &length))) {
         return -1;
     }
     if (offset > static_cast<unsigned long>(size)) {
         return -1;
     }
-    length = std::min<uint32_t>({length, static_cast<uint32_t>(size) - offset,
-                                 static_cast<uint32_t>(kMaxReadBytes)});
+    length = std::min<uint32_t>(
+        {length, static_cast<uint32_t>(size) - offset, static_cast<uint32_t>(kMaxReadBytes)});
     std::vector<uint8_t> bytes(length);
     FILE* f = fopen(file_path(name).c_str(), "rb");
     if (f == nullptr) {
         return -1;
     }
-    fseek(f, static_cast<long>(offset), SEEK_SET);
+    (void)fseek(f, static_cast<long>(offset), SEEK_SET);
     bytes.resize(fread(bytes.data(), 1, bytes.size(), f));
-    fclose(f);
+    (void)fclose(f);
 
     RecorderFileData pkt{};
     pkt.kind = RECORDER_FILEDATA_READ;
@@ -303,10 +333,11 @@ int32_t write_file(const std::string& name, const AtRequest* pIn) {
     uint32_t packet = 0;
     uint32_t total = 0;
     const std::string_view quoted = para(pIn, 6);
-    if (pIn->m_para_count != 7 || !number_of(para(pIn, 2), &offset) || !number_of(para(pIn, 3), &length) ||
-        !number_of(para(pIn, 4), &packet) || !number_of(para(pIn, 5), &total) || packet == 0 ||
-        packet > total || packet > UINT16_MAX || quoted.size() < 2 || quoted.front() != '"' ||
-        quoted.back() != '"' || quoted.size() - 2 != 2 * static_cast<size_t>(length)) {
+    if (pIn->m_para_count != 7 || !number_of(para(pIn, 2), &offset) ||
+        !number_of(para(pIn, 3), &length) || !number_of(para(pIn, 4), &packet) ||
+        !number_of(para(pIn, 5), &total) || packet == 0 || packet > total || packet > UINT16_MAX ||
+        quoted.size() < 2 || quoted.front() != '"' || quoted.back() != '"' ||
+        quoted.size() - 2 != 2 * static_cast<size_t>(length)) {
         return -1;
     }
     std::vector<uint8_t> bytes(length);
@@ -325,7 +356,8 @@ int32_t write_file(const std::string& name, const AtRequest* pIn) {
     if (fd < 0) {
         return -1;
     }
-    const bool ok = pwrite(fd, bytes.data(), bytes.size(), offset) == static_cast<ssize_t>(bytes.size());
+    const bool ok =
+        pwrite(fd, bytes.data(), bytes.size(), offset) == static_cast<ssize_t>(bytes.size());
     close(fd);
     if (!ok) {
         return -1;
@@ -354,8 +386,9 @@ extern "C" int32_t recorder_at_audrec_cmd(AtRequest* pIn, AtResponse* pOut) {
         if (s.activity == Activity::Idle) {
             answer(pOut, "\r\n^AUDREC: 0\r\n\r\nOK\r\n");
         } else {
-            snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "\r\n^AUDREC: %d,\"%s\"\r\n\r\nOK\r\n",
-                     s.activity == Activity::Recording ? 1 : 2, s.file.c_str());
+            (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer,
+                           "\r\n^AUDREC: %d,\"%s\"\r\n\r\nOK\r\n",
+                           s.activity == Activity::Recording ? 1 : 2, s.file.c_str());
         }
         return 0;
     }
@@ -384,7 +417,9 @@ extern "C" int32_t recorder_at_audrec_cmd(AtRequest* pIn, AtResponse* pOut) {
         // A RAM recording that never started reports the RAM file as it is,
         // which also ends the daemon's note of a RAM recording in progress.
         const long ram = op == kOpRecord && name == "RAM" ? file_size(name) : -1;
-        raise_audend(name, op, kEndFailed, op == kOpRecord && name == "RAM" ? static_cast<int32_t>(ram < 0 ? 0 : ram) : -1);
+        raise_audend(
+            name, op, kEndFailed,
+            op == kOpRecord && name == "RAM" ? static_cast<int32_t>(ram < 0 ? 0 : ram) : -1);
         return -1;
     }
     answer(pOut, AT_TEXT_OK);
@@ -402,13 +437,14 @@ extern "C" int32_t recorder_at_reccfg_cmd(AtRequest* pIn, AtResponse* pOut) {
         return 0;
     }
     if (pIn->m_type == NL_TYPE_QUERY) {
-        snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "\r\n^RECCFG: 0,%u\r\n^RECCFG: 1,%u\r\n\r\nOK\r\n",
-                 s.max_seconds, s.volume);
+        (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer,
+                       "\r\n^RECCFG: 0,%u\r\n^RECCFG: 1,%u\r\n\r\nOK\r\n", s.max_seconds, s.volume);
         return 0;
     }
     uint32_t type = 0;
     uint32_t value = 0;
-    if (pIn->m_para_count != 2 || !number_of(para(pIn, 0), &type) || !number_of(para(pIn, 1), &value)) {
+    if (pIn->m_para_count != 2 || !number_of(para(pIn, 0), &type) ||
+        !number_of(para(pIn, 1), &value)) {
         return -1;
     }
     if (type == 0 && value >= 1 && value <= kMaxRecordSeconds) {
@@ -428,7 +464,8 @@ extern "C" int32_t recorder_at_fileio_cmd(AtRequest* pIn, AtResponse* pOut) {
     }
     RecorderSim& s = sim();
     if (pIn->m_type == NL_TYPE_TEST) {
-        answer(pOut, "\r\n^FILEIO: (1-3),(file),(offset),(length),(packet),(total),(data)\r\n\r\nOK\r\n");
+        answer(pOut,
+               "\r\n^FILEIO: (1-3),(file),(offset),(length),(packet),(total),(data)\r\n\r\nOK\r\n");
         return 0;
     }
     uint32_t op = 0;
@@ -475,12 +512,17 @@ extern "C" int32_t recorder_at_strip_quotes_out(char* in, char* out, uint16_t le
 }
 
 extern "C" int32_t recorder_at_check_file_name(const char* name) {
-    return name != nullptr && valid_name(std::string_view(name, strnlen(name, AT_PARA_TEXT_SIZE))) ? 1 : 0;
+    return name != nullptr && valid_name(std::string_view(name, strnlen(name, AT_PARA_TEXT_SIZE)))
+               ? 1
+               : 0;
 }
 
 extern "C" int32_t rec_at_util_is_number(const char* text) {
     uint32_t v = 0;
-    return text != nullptr && number_of(std::string_view(text, strnlen(text, AT_PARA_TEXT_SIZE)), &v) ? 1 : 0;
+    return text != nullptr &&
+                   number_of(std::string_view(text, strnlen(text, AT_PARA_TEXT_SIZE)), &v)
+               ? 1
+               : 0;
 }
 
 extern "C" void recorder_save_ram_size(int32_t size) {

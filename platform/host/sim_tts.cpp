@@ -1,4 +1,5 @@
-// Simulated text-to-speech engine: speaks for a time that follows the text and its speed, then raises the end of speech.
+// Simulated text-to-speech engine: speaks for a time that follows the text and its speed, then
+// raises the end of speech.
 #include <spawn.h>
 #include <sys/wait.h>
 
@@ -60,15 +61,16 @@ void render_wav(const std::string& text, uint32_t volume, uint32_t speed) {
     if (!host_run_path("tts.wav", path, sizeof path)) {
         return;
     }
-    const std::string amplitude = std::to_string(volume * 2);          // espeak-ng: 0 to 200
-    const std::string wpm = std::to_string(80 + speed * 3);            // 80 to 380 words a minute
-    const char* argv[] = {"espeak-ng", "-q", "-w", path, "-a", amplitude.c_str(),
+    const std::string amplitude = std::to_string(volume * 2);  // espeak-ng: 0 to 200
+    const std::string wpm = std::to_string(80 + speed * 3);    // 80 to 380 words a minute
+    const char* argv[] = {"espeak-ng", "-q",        "-w", path,         "-a",   amplitude.c_str(),
                           "-s",        wpm.c_str(), "--", text.c_str(), nullptr};
     pid_t pid = 0;
-    const int rc = posix_spawnp(&pid, "espeak-ng", nullptr, nullptr, const_cast<char* const*>(argv),
-                                environ);
+    const int rc =
+        posix_spawnp(&pid, "espeak-ng", nullptr, nullptr, const_cast<char* const*>(argv), environ);
     if (rc != 0) {
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_DEBUG, "tts sim: espeak-ng not run (%d), no wav\n", rc);
+        TANDREL_TRACE_TAG("host", TRACE_LEVEL_DEBUG, "tts sim: espeak-ng not run (%d), no wav\n",
+                          rc);
         return;
     }
     int status = 0;
@@ -110,7 +112,9 @@ void speaking_thread() {
     }
 }
 
-void answer(AtResponse* pOut, const char* text) { snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", text); }
+void answer(AtResponse* pOut, const char* text) {
+    (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", text);
+}
 
 // A decimal number of at most 9 digits.
 bool number_of(std::string_view s, uint32_t* out) {
@@ -174,7 +178,8 @@ extern "C" int32_t tts_at_exec_cmd(AtRequest* pIn, AtResponse* pOut) {
     }
     if (pIn->m_type == NL_TYPE_QUERY) {
         std::lock_guard<std::mutex> lock(s.mu);
-        snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "\r\n^TTS: %d\r\n\r\nOK\r\n", s.speaking ? 1 : 0);
+        (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "\r\n^TTS: %d\r\n\r\nOK\r\n",
+                       s.speaking ? 1 : 0);
         return 0;
     }
     const std::string_view mode = para(pIn, 0);
@@ -205,14 +210,15 @@ extern "C" int32_t tts_at_cfg_cmd(AtRequest* pIn, AtResponse* pOut) {
         return 0;
     }
     if (pIn->m_type == NL_TYPE_QUERY) {
-        snprintf(pOut->m_buffer, sizeof pOut->m_buffer,
-                 "\r\n^TTSCFG: 0,%u\r\n^TTSCFG: 1,%u\r\n^TTSCFG: 2,%u\r\n\r\nOK\r\n", s.enable, s.volume,
-                 s.speed);
+        (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer,
+                       "\r\n^TTSCFG: 0,%u\r\n^TTSCFG: 1,%u\r\n^TTSCFG: 2,%u\r\n\r\nOK\r\n",
+                       s.enable, s.volume, s.speed);
         return 0;
     }
     uint32_t type = 0;
     uint32_t value = 0;
-    if (pIn->m_para_count != 2 || !number_of(para(pIn, 0), &type) || !number_of(para(pIn, 1), &value)) {
+    if (pIn->m_para_count != 2 || !number_of(para(pIn, 0), &type) ||
+        !number_of(para(pIn, 1), &value)) {
         return -1;
     }
     switch (type) {

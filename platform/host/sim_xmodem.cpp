@@ -1,4 +1,5 @@
-// Simulated firmware loader: the update partition's state and a transfer that takes the port as far as a host can show it.
+// Simulated firmware loader: the update partition's state and a transfer that takes the port as far
+// as a host can show it.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,7 +19,7 @@ extern "C" int32_t xu_check_bbou_state(void) {
             if (fscanf(f, "%d", &v) == 1) {
                 state = v;
             }
-            fclose(f);
+            (void)fclose(f);
         }
     }
     TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO, "xmodem sim: update partition state %d\n", state);
@@ -37,15 +38,16 @@ extern "C" int32_t start_xmodem_upg(AtRequest* pIn, AtResponse* pOut) {
     char path[4096];
     if (host_run_path("xmodem_upg", path, sizeof path)) {
         if (FILE* f = fopen(path, "w"); f != nullptr) {
-            fprintf(f, "port %u mode %c\n", pIn->m_uindex, mode);
-            fclose(f);
+            (void)fprintf(f, "port %u mode %c\n", pIn->m_uindex, mode);
+            (void)fclose(f);
         }
     }
-    TANDREL_TRACE_TAG("host", TRACE_LEVEL_INFO,
-                      "xmodem sim: port %u handed to the loader (mode %c); no transfer on this host\n",
-                      pIn->m_uindex, mode);
+    TANDREL_TRACE_TAG(
+        "host", TRACE_LEVEL_INFO,
+        "xmodem sim: port %u handed to the loader (mode %c); no transfer on this host\n",
+        pIn->m_uindex, mode);
     pOut->m_retenum = 0;
-    snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", AT_TEXT_OK);
+    (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", AT_TEXT_OK);
     pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer));
     return 0;
 }

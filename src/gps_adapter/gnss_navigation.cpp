@@ -23,8 +23,8 @@ constexpr uint32_t glonass_channel(int32_t k) {
 // The GPS carrier, then the GLONASS channels -7 .. +6 in order.
 constexpr std::array<uint32_t, NAV_FREQ_COUNT> nav_freq_table() {
     std::array<uint32_t, NAV_FREQ_COUNT> t{kGpsL1};
-    for (int32_t k = -7; k <= 6; ++k) {
-        t[static_cast<size_t>(k + 8)] = glonass_channel(k);
+    for (size_t i = 1; i < t.size(); ++i) {
+        t[i] = glonass_channel(static_cast<int32_t>(i) - 8);
     }
     return t;
 }
