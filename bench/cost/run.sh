@@ -8,7 +8,7 @@
 # PART is reports, instructions or footprint (default all three).
 # The armhf size comes from the armhf preset's tree (build/armhf), whose
 # daemon this script configures and builds when needed. Everything printed
-# is what docs/PERFORMANCE-cost.md quotes.
+# is what docs/PERFORMANCE.md quotes.
 set -euo pipefail
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
