@@ -34,6 +34,7 @@
 #include <string>
 #include <vector>
 
+#include "driver_side.h"
 #include "le_bytes.h"
 
 extern char** environ;
@@ -103,36 +104,6 @@ std::vector<uint8_t> request(const Kind& k, uint32_t magic) {
     return m;
 }
 
-int netlink_socket(uint32_t port) {
-    const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
-    if (fd < 0) {
-        return -1;
-    }
-    sockaddr_nl a{};
-    a.nl_family = AF_NETLINK;
-    a.nl_pid = port;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-pid_t spawn_server(char** argv, const std::string& dir, uint32_t driver_port) {
-    std::vector<std::string> env = {"TANDREL_RUN_DIR=" + dir,
-                                    "TANDREL_NL_DRIVER_PID=" + std::to_string(driver_port),
-                                    "TANDREL_TRACE=" + dir + "/trace.log"};
-    for (char** e = environ; *e != nullptr; ++e) {
-        env.emplace_back(*e);  // the ones above win: the first of a name counts
-    }
-    std::vector<char*> ev;
-    for (std::string& e : env)
-        ev.push_back(e.data());
-    ev.push_back(nullptr);
-    pid_t pid = -1;
-    return posix_spawnp(&pid, argv[0], nullptr, nullptr, argv, ev.data()) == 0 ? pid : -1;
-}
-
 bool receive(int fd, std::vector<uint8_t>& buf, int wait_ms, ssize_t& n) {
     pollfd p{fd, POLLIN, 0};
     if (poll(&p, 1, wait_ms) != 1) {
@@ -178,12 +149,16 @@ int main(int argc, char** argv) {
     }
     const std::string dir = tmpl;
     const uint32_t port = 0x7D000000u + static_cast<uint32_t>(getpid());
-    const int fd = netlink_socket(port);
+    const int fd = bench::driver_socket(port, 0, 0, 0);
     if (fd < 0) {
         std::perror("tandrel-cost-driver: netlink socket");
         return 1;
     }
-    const pid_t server = spawn_server(argv + i, dir, port);
+    const pid_t server = bench::spawn_with_env(
+        std::vector<std::string>(argv + i, argv + argc),
+        {"TANDREL_RUN_DIR=" + dir, "TANDREL_NL_DRIVER_PID=" + std::to_string(port),
+         "TANDREL_TRACE=" + dir + "/trace.log"},
+        "");
     if (server <= 0) {
         std::fprintf(stderr, "tandrel-cost-driver: cannot start %s\n", argv[i]);
         return 1;

@@ -1,4 +1,5 @@
-// tandrel-flood: floods a running daemon with requests as its AT driver while another process posts events to its bus.
+// tandrel-flood: floods a running daemon with requests as its AT driver while another process posts
+// events to its bus.
 //
 // usage: tandrel-flood --daemon PATH [--requests N] [--events N] [--warmup N]
 //                      [--rss-slack-kb K] [--quiet-ms MS] [--keep]
@@ -44,6 +45,7 @@
 #include <thread>
 #include <vector>
 
+#include "driver_side.h"
 #include "le_bytes.h"
 #include "notify_send.h"
 
@@ -150,64 +152,9 @@ std::optional<Options> parse_args(int argc, char** argv) {
     return o;
 }
 
-int netlink_socket(uint32_t port) {
-    const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
-    if (fd < 0) {
-        return -1;
-    }
-    // Room for a burst of answers while the receiving thread catches up.
-    const int big = 8 << 20;
-    if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &big, sizeof big) != 0) {
-        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &big, sizeof big);
-    }
-    const timeval send_wait{1, 0};
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &send_wait, sizeof send_wait);
-    sockaddr_nl a{};
-    a.nl_family = AF_NETLINK;
-    a.nl_pid = port;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
+uint64_t resident_kb(pid_t pid) {
+    return bench::status_kb(pid, "VmRSS:");
 }
-
-pid_t spawn_daemon(const std::string& path, const std::string& dir, uint32_t driver_port) {
-    std::vector<std::string> env = {"TANDREL_RUN_DIR=" + dir,
-                                    "TANDREL_NL_DRIVER_PID=" + std::to_string(driver_port),
-                                    "TANDREL_TRACE=" + dir + "/trace.log", "TANDREL_TRACE_LEVEL=2"};
-    for (char** e = environ; *e != nullptr; ++e) {
-        env.emplace_back(*e);  // the ones above win: the first of a name counts
-    }
-    std::vector<char*> ev;
-    for (std::string& e : env) ev.push_back(e.data());
-    ev.push_back(nullptr);
-    std::string arg0 = path;
-    char* av[] = {arg0.data(), nullptr};
-    posix_spawn_file_actions_t fa;
-    posix_spawn_file_actions_init(&fa);
-    const std::string log = dir + "/tandrel.log";
-    posix_spawn_file_actions_addopen(&fa, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_adddup2(&fa, 1, 2);
-    pid_t pid = -1;
-    const int rc = posix_spawn(&pid, av[0], &fa, nullptr, av, ev.data());
-    posix_spawn_file_actions_destroy(&fa);
-    return rc == 0 ? pid : -1;
-}
-
-// A figure of the daemon's /proc status in KiB ("VmRSS:" its resident set,
-// "VmHWM:" the most it has had), or 0 when it cannot be read.
-uint64_t status_kb(pid_t pid, const char* field) {
-    std::ifstream f("/proc/" + std::to_string(pid) + "/status");
-    std::string line;
-    while (std::getline(f, line)) {
-        if (line.rfind(field, 0) == 0) {
-            return std::strtoull(line.c_str() + std::strlen(field), nullptr, 10);
-        }
-    }
-    return 0;
-}
-uint64_t resident_kb(pid_t pid) { return status_kb(pid, "VmRSS:"); }
 
 // Request i of the mix as a datagram: netlink header, NlDeviceEvent and the
 // record up to its parameter list (no parameters).
@@ -257,12 +204,13 @@ Bytes report_record(uint64_t n) {
         args.payload = report_record(n);
         std::string why;
         NotifySendResult r;
-        while ((r = notify_send(args, 30000, &why)) == NotifySendResult::Unreachable && n == first &&
-               Clock::now() < socket_wait) {
+        while ((r = notify_send(args, 30000, &why)) == NotifySendResult::Unreachable &&
+               n == first && Clock::now() < socket_wait) {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         if (r != NotifySendResult::Queued) {
-            std::fprintf(stderr, "tandrel-flood: event %" PRIu64 " not posted: %s\n", n, why.c_str());
+            std::fprintf(stderr, "tandrel-flood: event %" PRIu64 " not posted: %s\n", n,
+                         why.c_str());
             _exit(1);
         }
     }
@@ -271,7 +219,7 @@ Bytes report_record(uint64_t n) {
 
 // What came back, checked as it arrives.
 class Ledger {
-public:
+  public:
     Ledger(uint64_t requests, uint64_t first_report, uint64_t reports)
         : answered_(static_cast<size_t>(requests) + 1, 0),
           first_report_(first_report),
@@ -293,7 +241,8 @@ public:
         const auto retenum = static_cast<int32_t>(le_get_u32(r + 16));
         const uint32_t length = le_get_u32(r + 20);
         if (size != length + 25u) {
-            fail("record of " + std::to_string(size) + " bytes with m_length " + std::to_string(length));
+            fail("record of " + std::to_string(size) + " bytes with m_length " +
+                 std::to_string(length));
             return;
         }
         const std::string text(reinterpret_cast<const char*>(r + kRecordHeader), length);
@@ -334,7 +283,9 @@ public:
         }
     }
 
-    bool complete() const { return answers_ == expected_answers_ && reports_ == reports_seen_.size(); }
+    bool complete() const {
+        return answers_ == expected_answers_ && reports_ == reports_seen_.size();
+    }
     uint64_t answers() const { return answers_; }
     uint64_t expected_answers() const { return expected_answers_; }
     uint64_t reports() const { return reports_; }
@@ -346,12 +297,14 @@ public:
         }
     }
 
-private:
+  private:
     void take_report(uint32_t port, uint32_t id, const std::string& text) {
         constexpr char kPrefix[] = "\r\n^FLOOD: ";
         uint64_t n = 0;
         if (port != kReportPort || id != kReportId || text.rfind(kPrefix, 0) != 0 ||
-            !parse_u64(text.substr(sizeof kPrefix - 1, text.size() - (sizeof kPrefix - 1) - 2).c_str(), n) ||
+            !parse_u64(
+                text.substr(sizeof kPrefix - 1, text.size() - (sizeof kPrefix - 1) - 2).c_str(),
+                n) ||
             n < first_report_ || n - first_report_ >= reports_seen_.size()) {
             fail("unexpected report on port " + std::to_string(port));
             return;
@@ -375,7 +328,8 @@ private:
 };
 
 // Sends requests first .. first + count - 1; returns how many went out.
-uint64_t send_all(int fd, uint32_t daemon, uint64_t first, uint64_t count, std::atomic<bool>& stop) {
+uint64_t send_all(int fd, uint32_t daemon, uint64_t first, uint64_t count,
+                  std::atomic<bool>& stop) {
     sockaddr_nl to{};
     to.nl_family = AF_NETLINK;
     to.nl_pid = daemon;
@@ -400,7 +354,8 @@ uint64_t send_all(int fd, uint32_t daemon, uint64_t first, uint64_t count, std::
 // What each of the daemon's threads is doing, for a failure report.
 void show_threads(pid_t pid) {
     const std::string task = "/proc/" + std::to_string(pid) + "/task/";
-    std::string cmd = "for t in " + task + "*; do printf '%s ' \"$t\"; cut -d' ' -f3 \"$t/stat\" | tr '\\n' ' '; "
+    std::string cmd = "for t in " + task +
+                      "*; do printf '%s ' \"$t\"; cut -d' ' -f3 \"$t/stat\" | tr '\\n' ' '; "
                       "cat \"$t/wchan\"; echo; done >&2";
     if (std::system(cmd.c_str()) != 0) {
         std::fprintf(stderr, "tandrel-flood: cannot list the daemon's threads\n");
@@ -417,7 +372,8 @@ std::optional<Clock::time_point> receive(int fd, Ledger& ledger, int quiet_ms) {
     for (;;) {
         int wait = quiet_ms;
         if (settle) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*settle - Clock::now());
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(*settle - Clock::now());
             if (left.count() <= 0) {
                 return completed;
             }
@@ -482,7 +438,9 @@ bool run_round(int fd, uint32_t daemon, const std::string& dir, uint64_t first, 
     close(go[1]);
     bool ok = sent_ok && sent == count;
     if (!ok || !ledger.complete()) {
-        std::fprintf(stderr, "tandrel-flood: %" PRIu64 " of %" PRIu64 " requests sent; the daemon's threads:\n",
+        std::fprintf(stderr,
+                     "tandrel-flood: %" PRIu64 " of %" PRIu64
+                     " requests sent; the daemon's threads:\n",
                      sent, count);
         show_threads(static_cast<pid_t>(daemon));
     }
@@ -497,7 +455,9 @@ bool run_round(int fd, uint32_t daemon, const std::string& dir, uint64_t first, 
     return ok;
 }
 
-bool daemon_alive(pid_t pid) { return waitpid(pid, nullptr, WNOHANG) == 0; }
+bool daemon_alive(pid_t pid) {
+    return waitpid(pid, nullptr, WNOHANG) == 0;
+}
 
 void remove_dir(const std::string& dir) {
     for (const char* f : {"tandrel.pid", "notify.sock", "trace.log", "tandrel.log"}) {
@@ -522,12 +482,17 @@ int main(int argc, char** argv) {
     }
     const std::string dir = tmpl;
     const uint32_t driver_port = 0x7C000000u + static_cast<uint32_t>(getpid());
-    const int fd = netlink_socket(driver_port);
+    // Room for a burst of answers while the receiving thread catches up.
+    const int fd = bench::driver_socket(driver_port, 8 << 20, 1, 0);
     if (fd < 0) {
         std::perror("tandrel-flood: netlink socket");
         return 1;
     }
-    const pid_t daemon = spawn_daemon(opt->daemon, dir, driver_port);
+    const pid_t daemon = bench::spawn_with_env(
+        {opt->daemon},
+        {"TANDREL_RUN_DIR=" + dir, "TANDREL_NL_DRIVER_PID=" + std::to_string(driver_port),
+         "TANDREL_TRACE=" + dir + "/trace.log", "TANDREL_TRACE_LEVEL=2"},
+        dir + "/tandrel.log");
     if (daemon <= 0) {
         std::fprintf(stderr, "tandrel-flood: cannot start %s\n", opt->daemon.c_str());
         return 1;
@@ -536,8 +501,10 @@ int main(int argc, char** argv) {
     bool ok = true;
     Bytes reg(20000);
     pollfd p{fd, POLLIN, 0};
-    if (poll(&p, 1, 30000) != 1 || recv(fd, reg.data(), reg.size(), 0) < 28 || le_get_u16(&reg[4]) != 3) {
-        std::fprintf(stderr, "tandrel-flood: no registration from the daemon (see %s)\n", dir.c_str());
+    if (poll(&p, 1, 30000) != 1 || recv(fd, reg.data(), reg.size(), 0) < 28 ||
+        le_get_u16(&reg[4]) != 3) {
+        std::fprintf(stderr, "tandrel-flood: no registration from the daemon (see %s)\n",
+                     dir.c_str());
         ok = false;
     }
     const auto daemon_port = static_cast<uint32_t>(daemon);
@@ -548,10 +515,12 @@ int main(int argc, char** argv) {
     uint64_t rss_before = 0;
     if (ok && opt->warmup > 0) {
         Ledger warm(opt->warmup, 0, opt->warmup / 10);
-        ok = run_round(fd, daemon_port, dir, 0, opt->warmup, opt->warmup / 10, opt->quiet_ms, warm) &&
+        ok = run_round(fd, daemon_port, dir, 0, opt->warmup, opt->warmup / 10, opt->quiet_ms,
+                       warm) &&
              warm.complete() && warm.failures() == 0;
         if (!ok) {
-            std::fprintf(stderr, "tandrel-flood: warm-up failed: %" PRIu64 " of %" PRIu64 " answers\n",
+            std::fprintf(stderr,
+                         "tandrel-flood: warm-up failed: %" PRIu64 " of %" PRIu64 " answers\n",
                          warm.answers(), warm.expected_answers());
         }
     }
@@ -561,29 +530,34 @@ int main(int argc, char** argv) {
     double seconds = 0;
     if (ok) {
         // Correlation numbers start again at 1: the warm-up's are all answered.
-        ok = run_round(fd, daemon_port, dir, 0, opt->requests, events, opt->quiet_ms, ledger, &seconds);
+        ok = run_round(fd, daemon_port, dir, 0, opt->requests, events, opt->quiet_ms, ledger,
+                       &seconds);
     }
     // Let the loop thread free what the last event held before measuring.
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     const uint64_t rss_after = resident_kb(daemon);
-    const uint64_t rss_peak = status_kb(daemon, "VmHWM:");
+    const uint64_t rss_peak = bench::status_kb(daemon, "VmHWM:");
     const bool alive = daemon_alive(daemon);
 
-    std::printf("flood: %" PRIu64 " requests (%" PRIu64 " answered of %" PRIu64 " expected, %" PRIu64
-                " silent), %" PRIu64 " of %" PRIu64 " events reported\n",
+    std::printf("flood: %" PRIu64 " requests (%" PRIu64 " answered of %" PRIu64
+                " expected, %" PRIu64 " silent), %" PRIu64 " of %" PRIu64 " events reported\n",
                 opt->requests, ledger.answers(), ledger.expected_answers(),
                 opt->requests - ledger.expected_answers(), ledger.reports(), events);
     if (seconds > 0) {
-        std::printf("flood: %.2f s, %.0f requests/s\n", seconds, static_cast<double>(opt->requests) / seconds);
+        std::printf("flood: %.2f s, %.0f requests/s\n", seconds,
+                    static_cast<double>(opt->requests) / seconds);
     }
     const auto grown = static_cast<int64_t>(rss_after) - static_cast<int64_t>(rss_before);
-    std::printf("flood: resident memory %" PRIu64 " KiB after the warm-up, %" PRIu64 " KiB after the flood (%+" PRId64
-                " KiB, %+" PRId64 " pages), at most %" PRIu64 " KiB\n",
+    std::printf("flood: resident memory %" PRIu64 " KiB after the warm-up, %" PRIu64
+                " KiB after the flood (%+" PRId64 " KiB, %+" PRId64 " pages), at most %" PRIu64
+                " KiB\n",
                 rss_before, rss_after, grown, grown / 4, rss_peak);
     if (!ledger.complete() || ledger.failures() != 0) {
-        std::fprintf(stderr, "tandrel-flood: %" PRIu64 " faults, %" PRIu64 " answers and %" PRIu64
+        std::fprintf(stderr,
+                     "tandrel-flood: %" PRIu64 " faults, %" PRIu64 " answers and %" PRIu64
                      " reports missing\n",
-                     ledger.failures(), ledger.expected_answers() - ledger.answers(), events - ledger.reports());
+                     ledger.failures(), ledger.expected_answers() - ledger.answers(),
+                     events - ledger.reports());
         ok = false;
     }
     if (!alive) {

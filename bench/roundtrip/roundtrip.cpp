@@ -62,6 +62,7 @@
 #include <vector>
 
 #include "at_record.h"
+#include "driver_side.h"
 #include "le_bytes.h"
 #include "notify_send.h"
 
@@ -163,28 +164,6 @@ std::optional<Answer> parse_answer(const uint8_t* d, size_t n) {
 // ---------------------------------------------------------------------------
 // Sockets, processes, figures
 
-int netlink_socket(uint32_t port) {
-    const int fd = socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_USERSOCK);
-    if (fd < 0) {
-        return -1;
-    }
-    const int big = 4 << 20;
-    if (setsockopt(fd, SOL_SOCKET, SO_RCVBUFFORCE, &big, sizeof big) != 0) {
-        setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &big, sizeof big);
-    }
-    const timeval wait{5, 0};
-    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
-    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-    sockaddr_nl a{};
-    a.nl_family = AF_NETLINK;
-    a.nl_pid = port;
-    if (bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
 bool send_to(int fd, uint32_t port, const Bytes& m) {
     sockaddr_nl to{};
     to.nl_family = AF_NETLINK;
@@ -195,42 +174,6 @@ bool send_to(int fd, uint32_t port, const Bytes& m) {
         }
     }
     return true;
-}
-
-pid_t spawn(const std::vector<std::string>& argv, const std::vector<std::string>& extra_env,
-            const std::string& log) {
-    std::vector<std::string> env = extra_env;
-    for (char** e = environ; *e != nullptr; ++e) {
-        env.emplace_back(*e);  // the ones above win: the first of a name counts
-    }
-    std::vector<char*> ev;
-    for (std::string& e : env)
-        ev.push_back(e.data());
-    ev.push_back(nullptr);
-    std::vector<std::string> args = argv;
-    std::vector<char*> av;
-    for (std::string& a : args)
-        av.push_back(a.data());
-    av.push_back(nullptr);
-    posix_spawn_file_actions_t fa;
-    posix_spawn_file_actions_init(&fa);
-    posix_spawn_file_actions_addopen(&fa, 1, log.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    posix_spawn_file_actions_adddup2(&fa, 1, 2);
-    pid_t pid = -1;
-    const int rc = posix_spawnp(&pid, av[0], &fa, nullptr, av.data(), ev.data());
-    posix_spawn_file_actions_destroy(&fa);
-    return rc == 0 ? pid : -1;
-}
-
-uint64_t status_kb(pid_t pid, const char* field) {
-    std::ifstream f("/proc/" + std::to_string(pid) + "/status");
-    std::string line;
-    while (std::getline(f, line)) {
-        if (line.rfind(field, 0) == 0) {
-            return std::strtoull(line.c_str() + std::strlen(field), nullptr, 10);
-        }
-    }
-    return 0;
 }
 
 // User and system CPU time of a process so far, in clock ticks.
@@ -476,7 +419,7 @@ class Server {
             return false;
         }
         dir_ = tmpl;
-        fd_ = netlink_socket(driver_port);
+        fd_ = bench::driver_socket(driver_port, 4 << 20, 5, 5);
         if (fd_ < 0) {
             std::perror("tandrel-roundtrip: netlink socket");
             return false;
@@ -492,7 +435,7 @@ class Server {
         } else {
             argv = {"/proc/self/exe", "--echo-server", std::to_string(driver_port)};
         }
-        pid_ = spawn(argv, e, dir_ + "/server.log");
+        pid_ = bench::spawn_with_env(argv, e, dir_ + "/server.log");
         if (pid_ <= 0) {
             return false;
         }
@@ -706,7 +649,7 @@ bool roundtrip_phase(const Options& o, const char* title, std::optional<int> cpu
     if (!start_pair(p, o, cpu)) {
         return false;
     }
-    const uint64_t rss_start = status_kb(p.daemon.pid(), "VmRSS:");
+    const uint64_t rss_start = bench::status_kb(p.daemon.pid(), "VmRSS:");
     if (with_mix && !show_mix(p.daemon)) {
         std::fprintf(stderr, "tandrel-roundtrip: a command of the mix failed\n");
         return false;
@@ -770,8 +713,8 @@ bool roundtrip_phase(const Options& o, const char* title, std::optional<int> cpu
     }
     std::printf("  tandrel resident memory: %" PRIu64 " KiB after start, %" PRIu64
                 " KiB after the round trips (peak %" PRIu64 " KiB)\n",
-                rss_start, status_kb(p.daemon.pid(), "VmRSS:"),
-                status_kb(p.daemon.pid(), "VmHWM:"));
+                rss_start, bench::status_kb(p.daemon.pid(), "VmRSS:"),
+                bench::status_kb(p.daemon.pid(), "VmHWM:"));
     return ok;
 }
 
