@@ -561,10 +561,10 @@ struct Run {
 Run sequential(Server& s, std::vector<Bytes>& commands, uint64_t count,
                std::map<size_t, std::string>* reference = nullptr) {
     std::vector<double> lat;
-    lat.reserve(count);
+    lat.reserve(static_cast<size_t>(count));
     Run r;
     const auto start = Clock::now();
-    for (uint64_t i = 0; i < count; ++i) {
+    for (size_t i = 0; i < count; ++i) {
         Bytes& m = commands[i % commands.size()];
         const uint32_t magic = s.next_magic();
         set_magic(m, magic);
