@@ -7,6 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -80,6 +81,17 @@ uint64_t status_kb(pid_t pid, const char* field) {
         }
     }
     return 0;
+}
+
+bool parse_u64(const char* s, uint64_t& out) {
+    char* end = nullptr;
+    errno = 0;
+    const unsigned long long v = std::strtoull(s, &end, 10);
+    if (errno != 0 || end == s || *end != '\0') {
+        return false;
+    }
+    out = v;
+    return true;
 }
 
 }  // namespace bench

@@ -1,5 +1,5 @@
 // What every bench program that plays the kernel AT driver needs: its netlink
-// socket, a server process started against it, and the server's memory figures.
+// socket, a server process started against it, its memory figures, and option numbers.
 #pragma once
 
 #include <sys/types.h>
@@ -23,5 +23,8 @@ pid_t spawn_with_env(const std::vector<std::string>& argv,
 // A figure of /proc/PID/status in KiB ("VmRSS:" the resident set, "VmHWM:"
 // the most it has had), or 0 when it cannot be read.
 uint64_t status_kb(pid_t pid, const char* field);
+
+// A whole decimal text as a number; false for anything else or an overflow.
+bool parse_u64(const char* s, uint64_t& out);
 
 }  // namespace bench

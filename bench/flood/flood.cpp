@@ -105,17 +105,6 @@ void usage(FILE* to) {
         to);
 }
 
-bool parse_u64(const char* s, uint64_t& out) {
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long v = std::strtoull(s, &end, 10);
-    if (errno != 0 || end == s || *end != '\0') {
-        return false;
-    }
-    out = v;
-    return true;
-}
-
 std::optional<Options> parse_args(int argc, char** argv) {
     Options o;
     for (int i = 1; i < argc; ++i) {
@@ -132,15 +121,15 @@ std::optional<Options> parse_args(int argc, char** argv) {
         ++i;
         if (a == "--daemon") {
             o.daemon = v;
-        } else if (a == "--requests" && parse_u64(v, n) && n > 0 && n < UINT32_MAX) {
+        } else if (a == "--requests" && bench::parse_u64(v, n) && n > 0 && n < UINT32_MAX) {
             o.requests = n;
-        } else if (a == "--events" && parse_u64(v, n) && n < UINT32_MAX) {
+        } else if (a == "--events" && bench::parse_u64(v, n) && n < UINT32_MAX) {
             o.events = n;
-        } else if (a == "--warmup" && parse_u64(v, n) && n < UINT32_MAX / 2) {
+        } else if (a == "--warmup" && bench::parse_u64(v, n) && n < UINT32_MAX / 2) {
             o.warmup = n;
-        } else if (a == "--rss-slack-kb" && parse_u64(v, n)) {
+        } else if (a == "--rss-slack-kb" && bench::parse_u64(v, n)) {
             o.rss_slack_kb = n;
-        } else if (a == "--quiet-ms" && parse_u64(v, n) && n > 0 && n < 600000) {
+        } else if (a == "--quiet-ms" && bench::parse_u64(v, n) && n > 0 && n < 600000) {
             o.quiet_ms = static_cast<int>(n);
         } else {
             return std::nullopt;
@@ -302,7 +291,7 @@ class Ledger {
         constexpr char kPrefix[] = "\r\n^FLOOD: ";
         uint64_t n = 0;
         if (port != kReportPort || id != kReportId || text.rfind(kPrefix, 0) != 0 ||
-            !parse_u64(
+            !bench::parse_u64(
                 text.substr(sizeof kPrefix - 1, text.size() - (sizeof kPrefix - 1) - 2).c_str(),
                 n) ||
             n < first_report_ || n - first_report_ >= reports_seen_.size()) {

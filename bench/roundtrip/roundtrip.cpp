@@ -352,17 +352,6 @@ void usage(FILE* to) {
         to);
 }
 
-bool parse_u64(const char* s, uint64_t& out) {
-    char* end = nullptr;
-    errno = 0;
-    const unsigned long long v = std::strtoull(s, &end, 10);
-    if (errno != 0 || end == s || *end != '\0') {
-        return false;
-    }
-    out = v;
-    return true;
-}
-
 std::optional<Options> parse_args(int argc, char** argv) {
     Options o;
     for (int i = 1; i < argc; i += 2) {
@@ -374,15 +363,15 @@ std::optional<Options> parse_args(int argc, char** argv) {
         uint64_t n = 0;
         if (a == "--daemon") {
             o.daemon = v;
-        } else if (a == "--count" && parse_u64(v, n) && n >= 10 && n < UINT32_MAX / 4) {
+        } else if (a == "--count" && bench::parse_u64(v, n) && n >= 10 && n < UINT32_MAX / 4) {
             o.count = n;
-        } else if (a == "--rounds" && parse_u64(v, n) && n > 0 && n <= 100) {
+        } else if (a == "--rounds" && bench::parse_u64(v, n) && n > 0 && n <= 100) {
             o.rounds = n;
-        } else if (a == "--cpu" && parse_u64(v, n) && n < CPU_SETSIZE) {
+        } else if (a == "--cpu" && bench::parse_u64(v, n) && n < CPU_SETSIZE) {
             o.cpu = static_cast<int>(n);
-        } else if (a == "--pipeline" && parse_u64(v, n) && n >= 100 && n < UINT32_MAX / 4) {
+        } else if (a == "--pipeline" && bench::parse_u64(v, n) && n >= 100 && n < UINT32_MAX / 4) {
             o.pipeline = n;
-        } else if (a == "--load-seconds" && parse_u64(v, n) && n > 0 && n <= 600) {
+        } else if (a == "--load-seconds" && bench::parse_u64(v, n) && n > 0 && n <= 600) {
             o.load_seconds = n;
         } else if (a == "--only" &&
                    (std::strcmp(v, "roundtrip") == 0 || std::strcmp(v, "pipeline") == 0 ||
@@ -1091,7 +1080,7 @@ bool heap_phase(const Options& o) {
 int main(int argc, char** argv) {
     if (argc == 3 && std::strcmp(argv[1], "--echo-server") == 0) {
         uint64_t port = 0;
-        return parse_u64(argv[2], port) && port <= UINT32_MAX
+        return bench::parse_u64(argv[2], port) && port <= UINT32_MAX
                    ? echo_server(static_cast<uint32_t>(port))
                    : 2;
     }

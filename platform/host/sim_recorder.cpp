@@ -19,11 +19,16 @@
 #include "notify_bus.h"
 #include "qsp_notify.h"
 #include "recorder.h"
+#include "sim_request.h"
 #include "tandrel_trace.h"
 
 int32_t g_IsRamRecordInProgress = 0;
 
 namespace {
+
+using sim_request::answer;
+using sim_request::number_of;
+using sim_request::para;
 
 using Clock = std::chrono::steady_clock;
 
@@ -191,26 +196,6 @@ void audio_thread() {
         raise_audend(name, recording ? kOpRecord : kOpPlay, how,
                      recording ? static_cast<int32_t>(size < 0 ? 0 : size) : -1);
     }
-}
-
-void answer(AtResponse* pOut, const char* text) {
-    (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", text);
-}
-
-std::string_view para(const AtRequest* pIn, uint32_t i) {
-    return i < pIn->m_para_count && i < AT_MAX_PARAS ? at_para_text(pIn->m_para_list[i])
-                                                     : std::string_view{};
-}
-
-bool number_of(std::string_view s, uint32_t* out) {
-    if (s.empty() || s.size() > 9 || s.find_first_not_of("0123456789") != s.npos) {
-        return false;
-    }
-    *out = 0;
-    for (const char c : s) {
-        *out = *out * 10 + static_cast<uint32_t>(c - '0');
-    }
-    return true;
 }
 
 bool valid_name(std::string_view name) {

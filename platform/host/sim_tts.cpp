@@ -15,12 +15,17 @@
 
 #include "host_env.h"
 #include "notify_bus.h"
+#include "sim_request.h"
 #include "tandrel_trace.h"
 #include "tts.h"
 
 extern char** environ;
 
 namespace {
+
+using sim_request::answer;
+using sim_request::number_of;
+using sim_request::para;
 
 using Clock = std::chrono::steady_clock;
 
@@ -110,27 +115,6 @@ void speaking_thread() {
                           stopped != 0 ? "stopped" : "finished");
         raise_audend(s.speech_no, stopped);
     }
-}
-
-void answer(AtResponse* pOut, const char* text) {
-    (void)snprintf(pOut->m_buffer, sizeof pOut->m_buffer, "%s", text);
-}
-
-// A decimal number of at most 9 digits.
-bool number_of(std::string_view s, uint32_t* out) {
-    if (s.empty() || s.size() > 9 || s.find_first_not_of("0123456789") != s.npos) {
-        return false;
-    }
-    *out = 0;
-    for (const char c : s) {
-        *out = *out * 10 + static_cast<uint32_t>(c - '0');
-    }
-    return true;
-}
-
-std::string_view para(const AtRequest* pIn, uint32_t i) {
-    return i < pIn->m_para_count && i < AT_MAX_PARAS ? at_para_text(pIn->m_para_list[i])
-                                                     : std::string_view{};
 }
 
 int32_t start_speech(std::string_view quoted, AtResponse* pOut) {

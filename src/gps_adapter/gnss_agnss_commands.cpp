@@ -70,11 +70,6 @@ void answer_value(AtResponse* pOut, const char* name, int32_t value) {
     pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
 }
 
-int32_t client_failed(AtResponse* pOut, int32_t err) {
-    at_set_error(pOut, gps_err_retenum(err));
-    return TANDREL_OK;
-}
-
 // The test operations answer their ranges only while the GNSS radio is on.
 struct RadioTraces {
     const char* read_failed;
@@ -186,7 +181,7 @@ int32_t lock_set(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
         if (l.set_failed != nullptr) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", l.set_failed);
         }
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -202,7 +197,7 @@ int32_t lock_query(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
         if (l.query_failed != nullptr) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", l.query_failed);
         }
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     answer_value(pOut, l.name, value);
     return TANDREL_OK;
@@ -252,7 +247,7 @@ int32_t AT_GPS_SetServerAddr(AtRequest* pIn, AtResponse* pOut) {
         ok = gpsclient_WPURL(GPS_OP_SET, p.aucPara, static_cast<int32_t>(p.usParaLen), &err);
     }
     if (ok == 0) {
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -265,7 +260,7 @@ int32_t AT_GPS_ReadServerAddr(AtRequest* pIn, AtResponse* pOut) {
     char address[kServerAddrMax + 1] = {};
     int32_t err = 0;
     if (gpsclient_WPURL(GPS_OP_GET, address, 0, &err) == 0) {
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     address[kServerAddrMax] = '\0';  // whatever the client wrote
     new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
@@ -325,7 +320,7 @@ int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
     }
     int32_t err = 0;
     if (gpsclient_TLSCFG(GPS_OP_SET, &cfg, &err) == 0) {
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -339,7 +334,7 @@ int32_t AT_GPS_ReadTlsCert(AtRequest* pIn, AtResponse* pOut) {
     osa_memset_s(&cfg, sizeof cfg, 0, sizeof cfg);
     int32_t err = 0;
     if (gpsclient_TLSCFG(GPS_OP_GET, &cfg, &err) == 0) {
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     // The record holds at most 10 chunks of text, whatever the client claims.
     const uint32_t chunks = cfg.index < kTlsMaxChunks ? cfg.index : kTlsMaxChunks;
@@ -383,7 +378,7 @@ int32_t AT_GPS_SetAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
                   static_cast<int32_t>(cfg.supl_ver), static_cast<int32_t>(cfg.sec_mode));
     int32_t err = 0;
     if (gpsclient_AGNSSCFG(GPS_OP_SET, &cfg, &err) == 0) {
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -396,7 +391,7 @@ int32_t AT_GPS_ReadAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
     GpsAgnssCfg cfg{};
     int32_t err = 0;
     if (gpsclient_AGNSSCFG(GPS_OP_GET, &cfg, &err) == 0) {
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
                    "\r\n^AGNSSCFG: %d,%d,%d,%d\r\n\r\nOK\r\n", static_cast<int32_t>(cfg.asystem),
@@ -448,7 +443,7 @@ int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
     g_AgpsTypeCfgNv[kNvTypeByte] = t.nv_code;
     TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_GPS_SetAgpstypeFeature mode is %d\r\n", mode);
     if (gpsclient_operateMode(GPS_OP_SET, &mode, &err) == 0) {
-        return client_failed(pOut, err);
+        return gnss_client_failed(pOut, err);
     }
     if (!nv_write()) {
         return gnss_refuse(pOut, kRetNvFailed, nullptr);

@@ -129,8 +129,7 @@ int32_t upload_chunk(Upload kind, AtRequest* pIn, AtResponse* pOut) {
         ok = gpsclient_xmldata(GPS_OP_SET, &xml, &err);
     }
     if (ok == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;

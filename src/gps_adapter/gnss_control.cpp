@@ -97,8 +97,7 @@ int32_t port_fix(AtRequest* pIn, AtResponse* pOut, int32_t (*engine)(int32_t*), 
     }
     int32_t err = 0;
     if (engine(&err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     g_gnssPortFlag.store(flag);
     at_set_text(pOut, AT_TEXT_OK);

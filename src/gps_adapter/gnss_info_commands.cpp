@@ -88,8 +88,7 @@ int32_t read_one(AtRequest* pIn, AtResponse* pOut, const char* name,
     int32_t value = 0;
     int32_t err = 0;
     if (call(GPS_OP_GET, &value, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
                    "\r\n%s: %d\r\n\r\nOK\r\n", name, value);
@@ -136,8 +135,7 @@ int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut) {
     osa_memset_s(&info, sizeof info, 0, sizeof info);
     int32_t err = 0;
     if (gpsclient_NAVQUY(GPS_OP_GET, &info, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     text_start(pOut);
     char piece[40];
@@ -173,8 +171,7 @@ int32_t At_GPS_ReadGnssPos(AtRequest* pIn, AtResponse* pOut) {
     int32_t err = 0;
     if (gpsclient_GnssPosition(GPS_OP_GET, &pos, &err) == 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "At_GPS_ReadGnssPos: Function execute failed!\r\n");
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     if (pos.latitude == 0.0 && pos.longitude == 0.0 && pos.altitude == 0.0) {
         // No position yet.
@@ -203,8 +200,7 @@ int32_t AT_GPS_SetWpcap(AtRequest* pIn, AtResponse* pOut) {
     TANDREL_TRACE(TRACE_LEVEL_INFO, "ulParaValue's value is %d!\r\n", state);
     int32_t err = 0;
     if (gpsclient_WPCAP(GPS_OP_SET, &state, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -238,8 +234,7 @@ int32_t AT_GPS_SetWnict(AtRequest* pIn, AtResponse* pOut) {
     int32_t req_id = pIn->m_para_count == 2 ? value_of(pIn, 1) : g_NiReqId.load();
     int32_t err = 0;
     if (gpsclient_WNICT(GPS_OP_SET, &allow, &req_id, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -272,8 +267,7 @@ int32_t AT_GPS_SetZqcust(AtRequest* pIn, AtResponse* pOut) {
     TANDREL_TRACE(TRACE_LEVEL_INFO, "func is (%d), operation is (%d)!\r\n", func, operation);
     int32_t err = 0;
     if (gpsclient_ZQCUST(GPS_OP_SET, &operation, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -288,8 +282,7 @@ int32_t AT_GPS_ReadZqcust(AtRequest* pIn, AtResponse* pOut) {
     int32_t operation = 0;
     int32_t err = 0;
     if (gpsclient_ZQCUST(GPS_OP_GET, &operation, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
                    "\r\n^ZQCUST: %d,%d\r\n\r\nOK\r\n", value_of(pIn, 0), operation);

@@ -92,8 +92,7 @@ const char* coordinate(const Axis& axis, const AtCmdParam& number, const AtCmdPa
 
 int32_t answer_client(int32_t ok, int32_t err, AtResponse* pOut) {
     if (ok == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;

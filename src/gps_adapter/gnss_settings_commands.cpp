@@ -118,8 +118,7 @@ int32_t setting_set(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
     const int32_t written = value;
     int32_t err = 0;
     if (s.call(GPS_OP_SET, &value, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     if (s.after != nullptr) {
@@ -135,8 +134,7 @@ int32_t setting_query(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
     int32_t value = 0;
     int32_t err = 0;
     if (s.call(GPS_OP_GET, &value, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     char text[16];
     new_snprintf_s(text, sizeof text, sizeof text - 1, "%d", value);
@@ -241,8 +239,7 @@ int32_t AT_GPS_SetFixRate(AtRequest* pIn, AtResponse* pOut) {
     int32_t interval = count == 2 ? value_of(pIn, 1) : 0;
     int32_t err = 0;
     if (gpsclient_freqAndInterval(GPS_OP_SET, &times, &interval, &err, count) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
@@ -255,8 +252,7 @@ int32_t AT_GPS_ReadFixRate(AtRequest* pIn, AtResponse* pOut) {
     int32_t interval = 0;
     int32_t err = 0;
     if (gpsclient_freqAndInterval(GPS_OP_GET, &times, &interval, &err, 0) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     char text[32];
     new_snprintf_s(text, sizeof text, sizeof text - 1, "%d,%d", times, interval);
@@ -338,8 +334,7 @@ int32_t AT_GPS_NiNotify(AtRequest* pIn, AtResponse* pOut) {
         static_cast<int32_t>(p.usParaLen < sizeof p.aucPara ? p.usParaLen : sizeof p.aucPara);
     int32_t err = 0;
     if (gpsclient_send_nitext(p.aucPara, length, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_OK;
+        return gnss_client_failed(pOut, err);
     }
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;

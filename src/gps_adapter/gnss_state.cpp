@@ -90,3 +90,8 @@ int32_t gnss_refuse(AtResponse* pOut, int32_t retenum, const char* trace) {
     at_set_error(pOut, retenum);
     return TANDREL_FAIL;
 }
+
+int32_t gnss_client_failed(AtResponse* pOut, int32_t err) {
+    at_set_error(pOut, gps_err_retenum(err));
+    return TANDREL_OK;
+}

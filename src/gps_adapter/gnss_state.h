@@ -58,6 +58,10 @@ inline int32_t gps_err_retenum(int32_t err) {
 // True, traced, when a handler was called without its request or response.
 bool gnss_null_params(const AtRequest* pIn, const AtResponse* pOut);
 
+// A failed client call: m_retenum from the client's error word, and the
+// handler's result 0 (the request was served).
+int32_t gnss_client_failed(AtResponse* pOut, int32_t err);
+
 // Answers the error retenum, tracing trace first when there is one.
 int32_t gnss_refuse(AtResponse* pOut, int32_t retenum, const char* trace = nullptr);
 
