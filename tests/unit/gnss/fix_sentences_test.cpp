@@ -107,14 +107,6 @@ TEST_F(FixSentences, WholeEpochOnBothSides) {
                          }));
 }
 
-TEST_F(FixSentences, OnlyWhileASessionIsOpen) {
-    g_fixsionFlag = 0;
-    g_gnssPortFlag = 1;
-    const std::string gga = sentence("GPGGA,1,,,,,0,0,,,M,,M,,");
-    nmea(gga);
-    EXPECT_EQ(reports(), (std::vector<Report>{{54, gga}}));
-}
-
 TEST_F(FixSentences, SinglePortConfiguration) {
     g_PortCfg = 1;
     nmea(sentence("GPGGA,1,,,,,0,0,,,M,,M,,"), 3);

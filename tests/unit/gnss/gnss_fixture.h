@@ -26,17 +26,7 @@ struct Report {
 };
 
 inline void PrintTo(const Report& r, std::ostream* os) {
-    *os << "{" << r.port << ", \"";
-    for (char c : r.text) {
-        if (c == '\r') {
-            *os << "\\r";
-        } else if (c == '\n') {
-            *os << "\\n";
-        } else {
-            *os << c;
-        }
-    }
-    *os << "\"}";
+    *os << "{" << r.port << ", " << testing::PrintToString(r.text) << "}";
 }
 
 // The outcome of one handler call.
