@@ -182,8 +182,6 @@ TEST_F(Navigation, MeasurementOutcomes) {
         size_t calls;
     } cases[] = {
         {nullptr, 3276, 0, "\r\n^NAVRX:32760\r\n\r\nOK\r\n", 4},
-        {nullptr, -3276, 0, "\r\n^NAVRX:-32760\r\n\r\nOK\r\n", 4},
-        {nullptr, 3277, 20, "", 4},
         {nullptr, -3277, 20, "", 4},
         {nullptr, INT32_MAX, 20, "", 4},
         {"gpsclient_set_type", 45, 92, "", 1},

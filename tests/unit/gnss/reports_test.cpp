@@ -238,13 +238,12 @@ TEST_F(GnssTest, ErrorReportPassesKnownCodesOnly) {
     EXPECT_EQ(reports(), (std::vector<Report>{{54, "\r\n$GPERR,a-very-long-tag"}}));
 }
 
-TEST_F(GnssTest, CapabilityAndIdentitySentences) {
+TEST_F(GnssTest, CapabilityFallsBackToSupl1WithoutAVersion) {
     struct Case {
         const char* what;
         fake::GpsReply agnss;
         int32_t supl;
     } cases[] = {
-        {"SUPL 2", {1, 0, {0, 0, 2, 0}, {}}, 2},
         {"result other than 1", {2, 0, {0, 0, 2, 0}, {}}, 1},
         {"read fails", {0, 276, {}, {}}, 1},
     };
