@@ -62,38 +62,25 @@ TEST_F(Settings, ParameterCountRules) {
     }
 }
 
-// The value reaches the client; failures map the error word (query and test
-// texts are checked by the settings transcript).
-TEST_F(Settings, ClientCallsAndFailures) {
-    const std::pair<const char*, const char*> cmds[] = {
-        {"^WPDOM", "gpsclient_operateMode"}, {"^WPDST", "gpsclient_sessionType"},
-        {"^WPDGL", "gpsclient_locks"},       {"^WPDIM", "gpsclient_aidingData"},
-        {"^WPDNM", "gpsclient_anyData"},     {"^WPLPM", "gpsclient_WPLPM"},
-        {"^WPPORT", "gpsclient_portCfg"},    {"^SUPLACAP", "gpsclient_SuplAutonomousCapable"},
-    };
-    for (const auto& [cmd, fn] : cmds) {
-        SCOPED_TRACE(cmd);
-        G().reset();
-        EXPECT_EQ(at_set(cmd, {0}).text(), "\r\nOK\r\n");
-        EXPECT_EQ(G().last(fn)->in, std::vector<int32_t>{0});
-        G().fail(fn, 283);
-        EXPECT_TRUE(failed_with(at_set(cmd, {1}), 0, 94));
-        G().fail(fn, 0);  // failed without a code
-        EXPECT_EQ(at_set(cmd, {1}).rsp.m_retenum, 20);
-        G().fail(fn, 287);
-        if (std::string(cmd) != "^WPDIM" && std::string(cmd) != "^WPDNM") {
-            EXPECT_TRUE(failed_with(at_query(cmd), 0, 97));
-        }
-        G().radio(1);  // anything but off counts as on here
-        EXPECT_EQ(at_test(cmd).rsp.m_retenum, 0);
-        G().radio(GPS_RADIO_OFF);
-        EXPECT_TRUE(failed_with(at_test(cmd), 0, 88));
-        G().fail("gpsclient_WPCAP", 278);
-        EXPECT_TRUE(failed_with(at_test(cmd), -1, 90));
-    }
+// The commands share one table: one of them stands for all (the settings
+// transcript checks each command's value, query and test texts).
+TEST_F(Settings, ClientFailuresAndRadioCheck) {
+    G().fail("gpsclient_locks", 283);
+    EXPECT_TRUE(failed_with(at_set("^WPDGL", {1}), 0, 94));
+    G().fail("gpsclient_locks", 0);  // failed without a code
+    EXPECT_TRUE(failed_with(at_set("^WPDGL", {1}), 0, 20));
+    G().fail("gpsclient_locks", 287);
+    EXPECT_TRUE(failed_with(at_query("^WPDGL"), 0, 97));
     G().reset();
     G().on("gpsclient_locks").out = {-7};
     EXPECT_EQ(at_query("^WPDGL").text(), "\r\n^WPDGL: -7\r\n\r\nOK\r\n");
+
+    G().radio(1);  // anything but off counts as on here
+    EXPECT_EQ(at_test("^WPDGL").rsp.m_retenum, 0);
+    G().radio(GPS_RADIO_OFF);
+    EXPECT_TRUE(failed_with(at_test("^WPDGL"), 0, 88));
+    G().fail("gpsclient_WPCAP", 278);
+    EXPECT_TRUE(failed_with(at_test("^WPDGL"), -1, 90));
 }
 
 TEST_F(Settings, OperationModeNeedsSuplForAssistedModes) {
