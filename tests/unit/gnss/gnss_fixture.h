@@ -26,17 +26,7 @@ struct Report {
 };
 
 inline void PrintTo(const Report& r, std::ostream* os) {
-    *os << "{" << r.port << ", \"";
-    for (char c : r.text) {
-        if (c == '\r') {
-            *os << "\\r";
-        } else if (c == '\n') {
-            *os << "\\n";
-        } else {
-            *os << c;
-        }
-    }
-    *os << "\"}";
+    *os << "{" << r.port << ", " << testing::PrintToString(r.text) << "}";
 }
 
 // The outcome of one handler call.
@@ -108,23 +98,21 @@ inline Answer at_call(fake::RequestBytes& req, const char* cmd, uint32_t type) {
     EXPECT_NE(h, nullptr) << cmd << " operation " << type;
     return h != nullptr ? at_run(h, req) : Answer{-2, {}};
 }
-inline Answer at_set(const char* cmd, std::initializer_list<uint32_t> values) {
-    fake::RequestBytes req(cmd, NL_TYPE_SET);
+inline Answer at_op(const char* cmd, uint32_t type, std::initializer_list<uint32_t> values) {
+    fake::RequestBytes req(cmd, type);
     for (uint32_t v : values) {
         req.num(v);
     }
-    return at_call(req, cmd, NL_TYPE_SET);
+    return at_call(req, cmd, type);
 }
-inline Answer at_query(const char* cmd, std::initializer_list<uint32_t> values = {}) {
-    fake::RequestBytes req(cmd, NL_TYPE_QUERY);
-    for (uint32_t v : values) {
-        req.num(v);
-    }
-    return at_call(req, cmd, NL_TYPE_QUERY);
+inline Answer at_set(const char* cmd, std::initializer_list<uint32_t> values) {
+    return at_op(cmd, NL_TYPE_SET, values);
+}
+inline Answer at_query(const char* cmd) {
+    return at_op(cmd, NL_TYPE_QUERY, {});
 }
 inline Answer at_test(const char* cmd) {
-    fake::RequestBytes req(cmd, NL_TYPE_TEST);
-    return at_call(req, cmd, NL_TYPE_TEST);
+    return at_op(cmd, NL_TYPE_TEST, {});
 }
 
 }  // namespace gnss_test
