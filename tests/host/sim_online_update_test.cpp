@@ -119,22 +119,6 @@ TEST_F(SimUpdate, FailNextControlFailsOneCall) {
     EXPECT_EQ(err, 0u);
 }
 
-TEST_F(SimUpdate, SmsPushFollowsThePolicies) {
-    uint32_t err = 0;
-    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
-    sync();
-    ASSERT_EQ(online_update_sms_fota_policy(1, &err), 1);
-    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
-    EXPECT_EQ(events().wait_for(1), (std::vector<Ev>{{UPDATE_EVT_SMS_POLICY, 0, 0, ""}}));
-    ASSERT_EQ(online_update_set_sms_fota_auto_download_state(1, &err), 1);
-    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
-    const std::vector<Ev> got = events().wait_for(8);
-    ASSERT_EQ(got.size(), 8u);
-    EXPECT_EQ(got[0].event, UPDATE_EVT_SMS_POLICY);
-    EXPECT_EQ(got[2], state(12));
-    EXPECT_EQ(got[7], pair(30, 0));
-}
-
 TEST_F(SimUpdate, LastStateRequestFillsTheCallersRecord) {
     uint32_t err = 0;
     ASSERT_EQ(online_update_check_new_version(&err), 1);
