@@ -106,19 +106,15 @@ TEST_F(SimIpstack, SslLinkReceivesEncodedDataAndTimesOut) {
     expect_ok(set(ipstack_at_exec_sslcfg_cmd, {"1", "1"}));
     expect_ok(set(ipstack_at_exec_sslo_cmd, {"\"secure.test\"", "443"}, 50));
     expect_ok(set(ipstack_at_exec_ssltx_cmd, {"\"abcd\""}), "\r\n^SSLTX: 4\r\n\r\nOK\r\n");
-    EXPECT_TRUE(g_raised.empty());
 
     const Outcome rx = set(ipstack_at_exec_sslrx_cmd, {"0"});
     EXPECT_EQ(rx.rc, 0);
     EXPECT_EQ(rx.text, "") << "the final result comes late";
     ASSERT_EQ(g_raised.size(), 2u);
     const auto data = g_raised[0].as<IpstackDataEvent>();
-    EXPECT_EQ(data.m_kind, 13u);
     EXPECT_EQ(data.m_encoded, 1u);
-    EXPECT_EQ(data.m_len, 4u);
     EXPECT_EQ(data.m_channel, 6u);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(data.m_data), 8), "YWJjZA==");
-    EXPECT_EQ(g_raised[1].as<IpstackResultEvent>().m_cmd_kind, 18u);
     EXPECT_EQ(g_raised[1].as<IpstackResultEvent>().m_error, 0u);
 
     g_raised.clear();
