@@ -1,10 +1,7 @@
-// tandrel-notify: its command line, and its event reaching a running bus.
+// tandrel-notify: its command line, and the verdicts of a bus that refuses or is not there.
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "host_test_support.h"
@@ -19,52 +16,32 @@ bool parse(std::vector<const char*> args, NotifyArgs* out, std::string* error) {
     return notify_parse_args(static_cast<int>(args.size()), args.data(), out, error);
 }
 
+// The transcripts' @notify lines run the common forms; here the edges: the widest word, the hex
+// separators, both options before the numbers.
 TEST(NotifyArgs, AcceptedCommandLines) {
-    using B = std::vector<uint8_t>;
-    const struct {
-        std::vector<const char*> args;
-        NotifySlot slot;
-        NotifyLayout layout;
-        uint32_t module, event;
-        uintptr_t w1, w2;
-        B payload;
-        std::string run_dir;
-    } cases[] = {
-        {{"58", "58014", "12"}, NotifySlot::Second, NotifyLayout::Words, 58, 58014, 12, 0, {}, ""},
-        {{"62", "61000"}, NotifySlot::Second, NotifyLayout::Words, 62, 61000, 0, 0, {}, ""},
-        {{"--first", "0x3a", "0xE290", sizeof(uintptr_t) == 8 ? "0xffffffffffffffff" : "0xffffffff", "7"}, NotifySlot::First, NotifyLayout::Words, 58,
-         58000, UINTPTR_MAX, 7, {}, ""},
-        {{"58", "58006", "--hex", "01:03 05"}, NotifySlot::Second, NotifyLayout::LenPtr, 58, 58006, 0, 0, {1, 3, 5}, ""},
-        {{"--ptr-len", "--first", "63", "63000", "--hex", "A0ff"}, NotifySlot::First, NotifyLayout::PtrLen, 63,
-         63000, 0, 0, {0xA0, 0xFF}, ""},
-        {{"--run-dir", "/r", "58", "58010", "--text", "supl.example:7275"}, NotifySlot::Second,
-         NotifyLayout::LenPtr, 58, 58010, 0, 0, B{'s', 'u', 'p', 'l', '.', 'e', 'x', 'a', 'm', 'p', 'l', 'e', ':', '7', '2', '7', '5'},
-         "/r"},
-        {{"--second", "1", "2", "--text", ""}, NotifySlot::Second, NotifyLayout::LenPtr, 1, 2, 0, 0, {}, ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.args.size() > 2 ? std::string(c.args[0]) + " " + c.args[1] + " " + c.args[2] : c.args[0]);
-        NotifyArgs a;
-        std::string error;
-        ASSERT_TRUE(parse(c.args, &a, &error)) << error;
-        EXPECT_EQ(a.event.slot, c.slot);
-        EXPECT_EQ(a.event.layout, c.layout);
-        EXPECT_EQ(a.event.module, c.module);
-        EXPECT_EQ(a.event.event, c.event);
-        EXPECT_EQ(a.event.w1, c.w1);
-        EXPECT_EQ(a.event.w2, c.w2);
-        EXPECT_EQ(a.payload, c.payload);
-        EXPECT_EQ(a.event.len, c.payload.size());
-        EXPECT_EQ(a.run_dir, c.run_dir);
-    }
+    NotifyArgs a;
+    std::string error;
+    const char* max_word = sizeof(uintptr_t) == 8 ? "0xffffffffffffffff" : "0xffffffff";
+    ASSERT_TRUE(parse({"--first", "0x3a", "0xE290", max_word, "7"}, &a, &error)) << error;
+    EXPECT_EQ(a.event.slot, NotifySlot::First);
+    EXPECT_EQ(a.event.layout, NotifyLayout::Words);
+    EXPECT_EQ(a.event.module, 58u);
+    EXPECT_EQ(a.event.event, 58000u);
+    EXPECT_EQ(a.event.w1, UINTPTR_MAX);
+    EXPECT_EQ(a.event.w2, 7u);
+
+    ASSERT_TRUE(parse({"--ptr-len", "--second", "63", "63000", "--hex", "A0:ff 05"}, &a, &error))
+        << error;
+    EXPECT_EQ(a.event.slot, NotifySlot::Second);
+    EXPECT_EQ(a.event.layout, NotifyLayout::PtrLen);
+    EXPECT_EQ(a.payload, (std::vector<uint8_t>{0xA0, 0xFF, 5}));
+    EXPECT_EQ(a.event.len, 3u);
 }
 
 TEST(NotifyArgs, RefusedCommandLines) {
     const std::string big(10241, 'x');
     const std::vector<std::vector<const char*>> cases = {
         {},
-        {"58"},
-        {"58", "x"},
         {"-1", "5"},
         {"4294967296", "5"},
         {"58", "1", "2", "3", "4"},
@@ -75,13 +52,13 @@ TEST(NotifyArgs, RefusedCommandLines) {
         {"58", "1", "--hex", "0g"},
         {"58", "1", "--ptr-len"},
         {"58", "1", "--text", big.c_str()},
-        {"58", "1", "--hex"},
         {"--run-dir"},
         {"--frist", "58", "1"},
     };
     for (const auto& args : cases) {
         std::string joined;
-        for (const char* a : args) joined += std::string(a).substr(0, 20) + " ";
+        for (const char* a : args)
+            joined += std::string(a).substr(0, 20) + " ";
         SCOPED_TRACE(joined);
         NotifyArgs a;
         std::string error;
@@ -90,36 +67,18 @@ TEST(NotifyArgs, RefusedCommandLines) {
     }
 }
 
-std::atomic<uint32_t> g_seen_event{0};
-std::atomic<uintptr_t> g_seen_len{0};
-std::atomic<bool> g_seen_payload_ok{false};
-extern "C" int32_t tool_cb(uint32_t event, uintptr_t len, uintptr_t ptr) {
-    g_seen_len = len;
-    g_seen_payload_ok = len == 3 && memcmp(reinterpret_cast<const void*>(ptr), "\x01\x02\x03", 4) == 0;
-    g_seen_event = event;
-    return 0;
-}
-
 class NotifyTool : public BusLoop {};
 
-TEST_F(NotifyTool, EventReachesTheBusAndTheVerdictComesBack) {
-    ASSERT_EQ(register_notify_handler(910, nullptr, tool_cb), 0);
+// Events that reach the bus are sent by the transcripts' @notify lines; here the failures.
+TEST_F(NotifyTool, RefusedAndUnreachableBusesAreToldApart) {
     NotifyArgs a;
     std::string error;
-    ASSERT_TRUE(parse({"--run-dir", test_run_dir().c_str(), "910", "4711", "--hex", "010203"}, &a, &error));
-    ASSERT_EQ(notify_send(a, 2000, &error), NotifySendResult::Queued) << error;
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (g_seen_event.load() == 0 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    EXPECT_EQ(g_seen_event.load(), 4711u);
-    EXPECT_TRUE(g_seen_payload_ok.load());
-
     ASSERT_TRUE(parse({"--run-dir", test_run_dir().c_str(), "911", "1"}, &a, &error));
     EXPECT_EQ(notify_send(a, 2000, &error), NotifySendResult::Refused);
     EXPECT_NE(error.find("no module registered"), std::string::npos) << error;
 
-    ASSERT_TRUE(parse({"--run-dir", (test_run_dir() + "/nowhere").c_str(), "910", "1"}, &a, &error));
+    ASSERT_TRUE(
+        parse({"--run-dir", (test_run_dir() + "/nowhere").c_str(), "910", "1"}, &a, &error));
     EXPECT_EQ(notify_send(a, 2000, &error), NotifySendResult::Unreachable);
 }
 

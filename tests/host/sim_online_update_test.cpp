@@ -1,4 +1,5 @@
-// The simulated update service on the real bus: its flow, refusals, controls and request 3035.
+// The simulated update service on the real bus: its controls, an OEM download paused and cancelled,
+// and request 3035. The flow and refusals are checked through the daemon by the fota transcripts.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -94,19 +95,6 @@ class SimUpdate : public BusLoop {
     }
 };
 
-TEST_F(SimUpdate, DownloadAndUpdateModesRunTheWholeFlow) {
-    uint32_t err = 0;
-    const FotaModeRecord mode{0, 1, 1, 1, 7};
-    ASSERT_EQ(online_update_set_opration_mode(&mode, &err), 1);
-    ASSERT_EQ(online_update_check_new_version(&err), 1);
-    // 10, 12, four download steps, the download pair, two install steps, 90.
-    const std::vector<Ev> got = events().wait_for(10);
-    ASSERT_EQ(got.size(), 10u);
-    EXPECT_EQ(got[1], state(12));
-    EXPECT_EQ(got[6], pair(30, 0));
-    EXPECT_EQ(got[9], state(90));
-}
-
 TEST_F(SimUpdate, PauseResumeAndCancelAnOemDownload) {
     reset(600000, "V9");  // nothing advances on its own
     uint32_t err = 0;
@@ -120,22 +108,6 @@ TEST_F(SimUpdate, PauseResumeAndCancelAnOemDownload) {
     EXPECT_EQ(events().wait_for(2), (std::vector<Ev>{state(13, 0), pair(30, -1)}));
 }
 
-TEST_F(SimUpdate, RefusalsCarryTheirCodes) {
-    reset(600000, "V9");
-    uint32_t err = 0;
-    // The error word as the call left it; 0 when the call succeeded.
-    const auto code = [&err](int32_t ok) { return ok == 0 ? err : 0u; };
-    EXPECT_EQ(code(online_update_download_new_version(0, &err)), SIM_FOTA_ERR_NO_VERSION);
-    EXPECT_EQ(code(online_update_download_new_version(1, &err)), SIM_FOTA_ERR_NOT_DOWNLOADING);
-    EXPECT_EQ(code(online_update_download_new_version(3, &err)), SIM_FOTA_ERR_PARAM);
-    EXPECT_EQ(code(online_update_installer_new_version(&err)), SIM_FOTA_ERR_NOT_DOWNLOADED);
-    const FotaModeRecord bad{1, 0, 0, 0, 0};
-    EXPECT_EQ(code(online_update_set_opration_mode(&bad, &err)), SIM_FOTA_ERR_PARAM);
-    EXPECT_EQ(code(online_update_sms_fota_policy(2, &err)), SIM_FOTA_ERR_PARAM);
-    ASSERT_EQ(online_update_check_new_version(&err), 1);
-    EXPECT_EQ(code(online_update_check_new_version(&err)), SIM_FOTA_ERR_BUSY);
-}
-
 TEST_F(SimUpdate, FailNextControlFailsOneCall) {
     ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_FAIL_NEXT, 13, nullptr), 0);
     sync();
@@ -145,22 +117,6 @@ TEST_F(SimUpdate, FailNextControlFailsOneCall) {
     err = 0;
     EXPECT_EQ(online_update_sms_fota_policy(1, &err), 1);
     EXPECT_EQ(err, 0u);
-}
-
-TEST_F(SimUpdate, SmsPushFollowsThePolicies) {
-    uint32_t err = 0;
-    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
-    sync();
-    ASSERT_EQ(online_update_sms_fota_policy(1, &err), 1);
-    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
-    EXPECT_EQ(events().wait_for(1), (std::vector<Ev>{{UPDATE_EVT_SMS_POLICY, 0, 0, ""}}));
-    ASSERT_EQ(online_update_set_sms_fota_auto_download_state(1, &err), 1);
-    ASSERT_EQ(post_notify(NOTIFY_MODULE_ONLINE_UPDATE, SIM_FOTA_CTL_SMS_PUSH, 0, nullptr), 0);
-    const std::vector<Ev> got = events().wait_for(8);
-    ASSERT_EQ(got.size(), 8u);
-    EXPECT_EQ(got[0].event, UPDATE_EVT_SMS_POLICY);
-    EXPECT_EQ(got[2], state(12));
-    EXPECT_EQ(got[7], pair(30, 0));
 }
 
 TEST_F(SimUpdate, LastStateRequestFillsTheCallersRecord) {
