@@ -71,9 +71,7 @@ TEST(CommandLineParse, ClassifiesLines) {
     } const cases[] = {
         {"", Kind::Empty, "", 0, {}},
         {"AT", Kind::Plain, "", 0, {}},
-        {"at", Kind::Plain, "", 0, {}},
         {"ATE0", Kind::Echo, "", 0, {}},
-        {"ate1", Kind::Echo, "", 0, {}},
         {"ATE", Kind::Echo, "", 0, {}},
         {"AT^wpdgl=1", Kind::Extended, "^wpdgl", NL_TYPE_SET, {"1"}},
         {"AT^WPDGL?", Kind::Extended, "^WPDGL", NL_TYPE_QUERY, {}},

@@ -284,41 +284,6 @@ TEST_F(DriverProcess, TerminalLineBecomesARequestAndItsAnswerComesBack) {
     const std::string expected = "AT^WPQOS?\r\r\n+CME ERROR: 20\r\n";
     EXPECT_EQ(read_expect(pcui, expected), expected);
 
-    const int port5 = terminal("port5");
-    type(port5, "ATE0\r");
-    EXPECT_EQ(read_n(port5, 11), "ATE0\r\r\nOK\r\n");
-    type(port5, "at^wpqos=?\r\n");
-    const auto r5 = next_request();
-    ASSERT_TRUE(r5);
-    EXPECT_EQ(r5->req.m_uindex, 5u);
-    EXPECT_EQ(r5->req.m_type, NL_TYPE_TEST);
-    EXPECT_NE(r5->req.m_magic, r->req.m_magic);
-    dispatch(*r5);
-    EXPECT_EQ(read_n(port5, 18), "\r\n+CME ERROR: 10\r\n");
-}
-
-TEST_F(DriverProcess, ReportsGoToThePortTheirIndexNames) {
-    start({"--no-echo"});
-    register_table();
-    const int pcui = terminal("pcui");
-    const int nmea = terminal("nmea");
-    const std::string gga = "$GPGGA,123519,4807.038,N,01131.000,E,1,08,0.9,545.4,M,46.9,M,,*47\r\n";
-    send_to_driver(response(55, 0, 0, gga, 58));
-    EXPECT_EQ(read_expect(nmea, gga), gga);
-    send_to_driver(response(77, 0, 0, "\r\n^LOST: 1\r\n"));
-
-    // A report for a port whose command runs comes after that command's answer.
-    type(pcui, "AT^WPDGL?\r");
-    const auto r = next_request();
-    ASSERT_TRUE(r);
-    send_to_driver(response(0, 0, 0, "\r\n^POSEND: 1\r\n", 20));
-    EXPECT_EQ(read_n(pcui, 1, 200ms), "");
-    send_to_driver(response(0, r->req.m_magic, 0, "\r\n^WPDGL: 1\r\n\r\nOK\r\n"));
-    const std::string expected = "\r\n^WPDGL: 1\r\n\r\nOK\r\n\r\n^POSEND: 1\r\n";
-    EXPECT_EQ(read_expect(pcui, expected), expected);
-    EXPECT_NE(log().find("report for unknown port index 77 dropped: \"\\r\\n^LOST: 1\\r\\n\""),
-              std::string::npos)
-        << log();
 }
 
 TEST_F(DriverProcess, HostileDatagramsAreDroppedOrCutNeverFollowedPastTheirEnd) {
@@ -342,15 +307,6 @@ TEST_F(DriverProcess, HostileDatagramsAreDroppedOrCutNeverFollowedPastTheirEnd) 
     EXPECT_NE(l.find("shorter than"), std::string::npos) << l;
     EXPECT_NE(l.find("dropped: the daemon is at"), std::string::npos) << l;
     EXPECT_NE(l.find("cut to those"), std::string::npos) << l;
-}
-
-TEST_F(DriverProcess, MalformedRegistrationStopsTheDriver) {
-    start();
-    std::vector<uint8_t> msg = standin::registration_message(peer_id_);
-    put32(msg, 24, 5312);
-    send_to_driver(msg);
-    EXPECT_EQ(wait_exit(), 2);
-    EXPECT_NE(log().find("malformed registration"), std::string::npos) << log();
 }
 
 }  // namespace
