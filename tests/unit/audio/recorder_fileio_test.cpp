@@ -38,7 +38,6 @@ TEST_F(FileIo, ParameterChecks) {
         {"no parameters", {}, 196},
         {"operation not a number", {"r", "\"rec1\""}, 196},
         {"empty file name", {"1", ""}, 196},
-        {"unquoted file name", {"1", "rec1"}, 196},
         {"refused file name", {"1", "\"bad\""}, 196},
         {"read with two parameters", {"1", "\"rec1\""}, -1},
         {"read missing 5 and 6", {"1", "\"rec1\"", "0", "10"}, 196},
@@ -64,29 +63,6 @@ TEST_F(FileIo, ParameterChecks) {
         EXPECT_EQ(g_fileio_write_index, -1);
         EXPECT_EQ(g_fileio_inprg, 0);
     }
-}
-
-TEST_F(FileIo, WriteLockAcrossFiles) {
-    EXPECT_EQ(retenum(write("rec1", "1", "2")), 0);
-    EXPECT_EQ(g_fileio_write_index, 1);
-
-    // Another file waits; the file being written may only be played.
-    EXPECT_EQ(retenum(write("rec2", "1", "1")), 195);
-    RequestBytes record("^AUDREC", 0);
-    record.text("1").text("\"rec1\"");
-    EXPECT_EQ(call(at_recorder_audrec_exec, record)->m_retenum, 195);
-    RequestBytes play("^AUDREC", 0);
-    play.text("2").text("\"rec1\"");
-    EXPECT_EQ(call(at_recorder_audrec_exec, play)->m_retenum, 0);
-    // Reads of other files go on.
-    EXPECT_EQ(retenum(fileio({"1", "\"rec2\""})), 0);
-    EXPECT_EQ(g_fileio_write_index, 1);
-
-    // The last packet completes the transfer and frees the lock.
-    EXPECT_EQ(retenum(write("rec1", "2", "2")), 0);
-    EXPECT_EQ(g_fileio_write_index, -1);
-    EXPECT_EQ(retenum(write("rec2", "1", "1")), 0);
-    EXPECT_EQ(g_fileio_write_index, -1);
 }
 
 TEST_F(FileIo, LockReleases) {

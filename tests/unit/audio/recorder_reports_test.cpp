@@ -91,17 +91,13 @@ TEST_F(RecorderReports, FileDataTexts) {
         RecorderFileData pkt;
         std::string text;  // empty: nothing sent
     } cases[] = {
-        {"six characters, quoted", fake::read_packet("ABCDEF", 100),
-         "\r\n^FILEIO: 3,100\r\n\"ABCDEF\""},
         {"one character, bare", fake::read_packet("A", 7), "\r\n^FILEIO: 0,7\r\nA"},
-        {"file name tag", fake::tag_packet("rec", "rec12", 4096), "\r\n^FILEIO: \"rec12\",4096\r\n"},
         {"file name filling its field", unterminated_name,
          "\r\n^FILEIO: \"nnnnnnnnnn\",12\r\n"},
         {"unknown tag", fake::tag_packet("what", "", 3), "\r\n^FILEIO: 0,3\r\n"},
         {"size above 2^31 as signed", fake::read_packet("00", 4294967295u),
          "\r\n^FILEIO: 1,-1\r\n\"00\""},
         {"data cut at a NUL", nul_inside, "\r\n^FILEIO: 3,9\r\n\"ABC"},
-        {"write acknowledgement", fake::ack_packet(3, 512), "\r\n^FILEIO: 3,512\r\n"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);

@@ -102,34 +102,6 @@ TEST_F(Recorder, TwoParameterRequestsReachTheEngineUnquoted) {
     EXPECT_EQ(fake::audio().strip_lengths, std::vector<uint16_t>{6});
 }
 
-TEST_F(Recorder, AudioPathInterlockBothWays) {
-    // Text-to-speech speaking: the recorder may stop, not record.
-    tts_enable = 1;
-    RequestBytes speak("^TTS", 0);
-    speak.text("1").text("\"hi\"");
-    dispatch(speak);
-    ASSERT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_TTS);
-    RequestBytes record = audrec({"1", "\"rec1\""});
-    EXPECT_EQ(answer(record), 195);
-    EXPECT_EQ(P().last_sent().size, 25u);
-    RequestBytes stop = audrec({"0"});
-    EXPECT_EQ(answer(stop), 0);
-    const TtsAudendInfo spoken{1, 0};
-    callback(NOTIFY_MODULE_TTS)(TTS_EVT_AUDEND, reinterpret_cast<uintptr_t>(&spoken), sizeof spoken);
-
-    // The recorder recording: speech may stop, not start.
-    EXPECT_EQ(answer(record), 0);
-    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_RECORDER);
-    EXPECT_EQ(answer(speak), 193);
-    RequestBytes quiet("^TTS", 0);
-    quiet.text("0");
-    EXPECT_EQ(answer(quiet), 0);
-
-    end_of_recording({0, 2, 3, -1});
-    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_FREE);
-    EXPECT_EQ(answer(speak), 0);
-}
-
 TEST_F(Recorder, FailedStartHoldsThePathUntilTheEndReport) {
     for (const int32_t engine_retenum : {0, 42}) {
         fake::audio().audrec = {-1, engine_retenum, "\r\nERROR\r\n"};
