@@ -32,8 +32,6 @@ struct FakeHost : atsim::SessionHost {
         reg.rows = {
             row("^WPDGL", "(0-3)", {true, true, true, false}, {30000, 30000, 30000, 0}, 92),
             row("^IPOPEN", nullptr, {true, true, true, true}, {100000000, 30000, 30000, 20000}, 10),
-            row("^NLGPSOPT", "(0-1)", {true, true, true, false}, {30000, 30000, 30000, 0}, 92),
-            row("^FWLOAD", nullptr, {true, false, false, false}, {100000000, 0, 0, 0}, 10),
             row("^NAVENABLE", "(0-255)", {true, false, true, false}, {30000, 0, 30000, 0}, 92),
         };
     }
