@@ -187,12 +187,9 @@ TEST(BuildRequest, RefusesWhatTheTemplateOrTheFieldsCannotTake) {
         const char* line;
         const atsim::CommandRow& r;
     } const cases[] = {
-        {"AT^WPDGL=4", gl},           {"AT^WPDGL=-1", gl},
-        {"AT^WPDGL=\"1\"", gl},       {"AT^WPDGL=1,2", gl},
-        {"AT^WPDGL=0x1", gl},         {"AT^WPDGL=1 ", gl},
-        {"AT^WPDFR=65536,1", dfr},    {"AT^WPDFR=1,0", dfr},
-        {"AT^WPDFR=1,1801", dfr},     {"AT^WPDFR=4294967296,1", dfr},
-        {"AT^WPDFR=99999999999,1", dfr},
+        {"AT^WPDGL=0x1", gl},
+        {"AT^WPDGL=1 ", gl},
+        {"AT^WPDFR=4294967296,1", dfr},  // would wrap to 0 in 32 bits
     };
     for (const Case& c : cases) {
         const Built b = build(c.line, c.r);

@@ -175,11 +175,6 @@ TEST_F(Session, KeystrokeAbortsACommandThatHasAnAbortHandler) {
     EXPECT_EQ(take(), "\r\nOK\r\n");
     EXPECT_EQ(host.done, 1);
 
-    type("AT^IPOPEN=1\r");
-    type("x");
-    ASSERT_TRUE(s().on_answer(answer(102, "\r\nCONNECT\r\n")));
-    EXPECT_FALSE(s().awaits(103));
-    EXPECT_EQ(take(), "\r\nCONNECT\r\n");
 }
 
 TEST_F(EchoSession, SurvivesArbitraryTerminalInputAndAnswers) {
