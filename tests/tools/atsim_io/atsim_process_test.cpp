@@ -157,18 +157,14 @@ protected:
         return r;
     }
 
-    // An AtResponse datagram: header, m_length bytes of text and a NUL,
-    // unless the test sends fewer text bytes than m_length announces.
-    std::vector<uint8_t> response(uint32_t port, uint32_t magic, int32_t ret, const std::string& text,
-                                  uint32_t id = 0, std::optional<uint32_t> m_length = {}) {
+    // An AtResponse datagram for port 0: header, the text and a NUL.
+    std::vector<uint8_t> response(uint32_t magic, int32_t ret, const std::string& text) {
         std::vector<uint8_t> d(16 + 24 + text.size() + 1, 0);
         put32(d, 0, static_cast<uint32_t>(d.size()));
         put32(d, 12, peer_id_);
-        put32(d, 16, port);
         put32(d, 20, magic);
-        put32(d, 28, id);
         put32(d, 32, static_cast<uint32_t>(ret));
-        put32(d, 36, m_length.value_or(static_cast<uint32_t>(text.size())));
+        put32(d, 36, static_cast<uint32_t>(text.size()));
         std::memcpy(&d[40], text.data(), text.size());
         return d;
     }
@@ -238,7 +234,7 @@ TEST_F(DriverProcess, TerminalLineBecomesARequestAndItsAnswerComesBack) {
     EXPECT_EQ(r->req.m_type, NL_TYPE_QUERY);
     EXPECT_STREQ(r->req.m_atcmd, "^WPQOS");
     EXPECT_NE(r->req.m_magic, 0u);
-    send_to_driver(response(0, r->req.m_magic, 20, ""));
+    send_to_driver(response(r->req.m_magic, 20, ""));
     // Echo is on for a person's terminal.
     const std::string expected = "AT^WPQOS?\r\r\n+CME ERROR: 20\r\n";
     EXPECT_EQ(read_n(pcui, expected.size()), expected);
