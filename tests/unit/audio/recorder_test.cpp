@@ -118,22 +118,6 @@ TEST_F(Recorder, FailedStartHoldsThePathUntilTheEndReport) {
     }
 }
 
-TEST_F(Recorder, Reccfg) {
-    RequestBytes none("^RECCFG", 0);
-    audio_test::Outcome o = call(at_recorder_reccfg_exec, none);
-    EXPECT_EQ(o.ret, -1);
-    EXPECT_EQ(o->m_retenum, 195);
-    EXPECT_TRUE(fake::audio().calls.empty());
-
-
-    fake::audio().reccfg = {-1, 0, "junk"};
-    RequestBytes bad("^RECCFG", 0);
-    bad.text("9");
-    o = call(at_recorder_reccfg_exec, bad);
-    EXPECT_EQ(o->m_retenum, 196);
-    EXPECT_EQ(o->m_length, 0u);
-}
-
 TEST(RecorderFileIndex, FromTheFourthCharacter) {
     const struct {
         const char* name;
