@@ -32,8 +32,6 @@ struct FakeHost : atsim::SessionHost {
         reg.rows = {
             row("^WPDGL", "(0-3)", {true, true, true, false}, {30000, 30000, 30000, 0}, 92),
             row("^IPOPEN", nullptr, {true, true, true, true}, {100000000, 30000, 30000, 20000}, 10),
-            row("^NLGPSOPT", "(0-1)", {true, true, true, false}, {30000, 30000, 30000, 0}, 92),
-            row("^FWLOAD", nullptr, {true, false, false, false}, {100000000, 0, 0, 0}, 10),
             row("^NAVENABLE", "(0-255)", {true, false, true, false}, {30000, 0, 30000, 0}, 92),
         };
     }
@@ -103,64 +101,6 @@ protected:
     EchoSession() : Session(true) {}
 };
 
-TEST_F(EchoSession, EchoesWhatIsTypedAndAnswersTheBasicCommands) {
-    type("AT\r");
-    EXPECT_EQ(take(), "AT\r\r\nOK\r\n");
-    type("A");
-    type("T");
-    type("X\x7f");
-    type("\r\n");  // CR LF ends one line: one answer, one done
-    EXPECT_EQ(take(), "ATX\b \b\r\r\nOK\r\n");
-    EXPECT_EQ(host.done, 2);
-    type("ATE0\r");
-    EXPECT_EQ(take(), "ATE0\r\r\nOK\r\n");
-    EXPECT_FALSE(s().echo());
-    type("AT\r");
-    EXPECT_EQ(take(), "\r\nOK\r\n");
-    type("ate1\r");
-    EXPECT_EQ(take(), "\r\nOK\r\n");
-    EXPECT_TRUE(s().echo());
-    type("\r");  // an empty line is ignored but still ends
-    EXPECT_EQ(take(), "\r");
-    EXPECT_EQ(host.done, 6);
-    EXPECT_TRUE(host.sent.empty());
-}
-
-TEST_F(Session, ForwardsACommandAndWritesItsAnswer) {
-    type("AT^wpdgl=2\r");
-    ASSERT_EQ(host.sent.size(), 1u);
-    const AtRequest& r = host.sent[0];
-    EXPECT_STREQ(r.m_atcmd, "^WPDGL");
-    EXPECT_EQ(r.m_type, NL_TYPE_SET);
-    EXPECT_EQ(r.m_para_list[0].ulParaValue, 2u);
-    EXPECT_TRUE(s().busy());
-    EXPECT_EQ(host.done, 0);
-    EXPECT_FALSE(s().on_answer(answer(99, "\r\nOK\r\n")));
-    EXPECT_TRUE(s().on_answer(answer(100, "\r\nOK\r\n")));
-    EXPECT_EQ(take(), "\r\nOK\r\n");
-    EXPECT_EQ(host.done, 1);
-    EXPECT_FALSE(s().busy());
-
-    type("AT^WPDGL?\r");
-    EXPECT_EQ(host.sent.back().m_type, NL_TYPE_QUERY);
-    EXPECT_TRUE(s().on_answer(answer(101, "", 92)));
-    EXPECT_EQ(take(), "\r\n+CME ERROR: 92\r\n");
-}
-
-TEST_F(Session, RefusedLinesNeverReachTheDaemon) {
-    const char* lines[] = {"AT^WPDGL=4\r", "AT^WPDGL=\"1\"\r", "AT^NOSUCH?\r", "AT^WPDGL=1,2\r",
-                           "ATZ\r",        "AT^IPOPEN=\"a\r", "AT^NLGPSOPT=2\r", "hello\r"};
-    for (const char* l : lines) {
-        type(l);
-        EXPECT_EQ(take(), "\r\nERROR\r\n") << l;
-    }
-    type(std::string(atsim::kMaxLineLength + 1, 'A') + "\r");
-    EXPECT_EQ(take(), "\r\nERROR\r\n");
-    EXPECT_TRUE(host.sent.empty());
-    EXPECT_EQ(host.done, 9);
-    EXPECT_EQ(host.logs.size(), 9u);  // each refusal says why
-}
-
 TEST_F(Session, NothingRegisteredOrNothingSentIsAnError) {
     host.registered = false;
     type("AT^WPDGL?\r");
@@ -214,27 +154,6 @@ TEST_F(Session, TimeOutAnswersTheModuleErrorAndTheLateAnswerIsIgnored) {
     EXPECT_EQ(s().deadline(), t0 + 30ms);
 }
 
-TEST_F(Session, SilentCommandsEndWithoutAnAnswerFromTheDaemon) {
-    type("AT^nlgpsopt=1\r");
-    EXPECT_EQ(host.sent.size(), 1u);
-    EXPECT_EQ(take(), "\r\nOK\r\n");
-    EXPECT_FALSE(s().busy());
-    EXPECT_EQ(host.done, 1);
-
-    // ^FWLOAD: a refusal is answered; silence means the port was handed over.
-    type("AT^FWLOAD=1\r");
-    EXPECT_EQ(s().deadline(), t0 + 50ms);
-    ASSERT_TRUE(s().on_answer(answer(101, "", 10)));
-    EXPECT_EQ(take(), "\r\n+CME ERROR: 10\r\n");
-    type("AT^FWLOAD=0\r");
-    s().on_tick(t0 + 50ms);
-    EXPECT_EQ(take(), "\r\nOK\r\n");
-    EXPECT_EQ(host.done, 3);
-    // A query of ^FWLOAD waits for its answer like any command.
-    type("AT^FWLOAD?\r");
-    EXPECT_EQ(s().deadline(), t0 + 30ms);
-}
-
 TEST_F(Session, KeystrokeAbortsACommandThatHasAnAbortHandler) {
     type("AT^IPOPEN=1,\"TCP\"\r\n");  // the LF of CR LF is no keystroke
     ASSERT_EQ(host.sent.size(), 1u);
@@ -256,21 +175,6 @@ TEST_F(Session, KeystrokeAbortsACommandThatHasAnAbortHandler) {
     EXPECT_EQ(take(), "\r\nOK\r\n");
     EXPECT_EQ(host.done, 1);
 
-    type("AT^IPOPEN=1\r");
-    type("x");
-    ASSERT_TRUE(s().on_answer(answer(102, "\r\nCONNECT\r\n")));
-    EXPECT_FALSE(s().awaits(103));
-    EXPECT_EQ(take(), "\r\nCONNECT\r\n");
-}
-
-TEST_F(Session, KeystrokeDuringACommandWithoutAbortHandlerIsDropped) {
-    type("AT^WPDGL?\r");
-    type("AT\r");
-    EXPECT_EQ(host.sent.size(), 1u);
-    EXPECT_EQ(take(), "");
-    ASSERT_TRUE(s().on_answer(answer(100, "\r\nOK\r\n")));
-    EXPECT_EQ(take(), "\r\nOK\r\n");
-    EXPECT_EQ(host.done, 1);
 }
 
 TEST_F(EchoSession, SurvivesArbitraryTerminalInputAndAnswers) {

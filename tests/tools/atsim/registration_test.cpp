@@ -62,27 +62,6 @@ const std::vector<Row> kRows = {
     {"^IPOPEN", nullptr, {7, 7, 7, 9}, {100000000, 30000, 30000, 30000}},
 };
 
-TEST(Registration, ParsesRecordsWithHandlersTimeoutsAndTemplates) {
-    const std::vector<uint8_t> m = message(kRows);
-    std::string why;
-    const auto reg = atsim::parse_registration(m, {2, 54 * 2 + 7 + 6 + 8}, &why);
-    ASSERT_TRUE(reg) << why;
-    EXPECT_EQ(reg->sender_pid, 4242u);
-    ASSERT_EQ(reg->rows.size(), 2u);
-    const atsim::CommandRow& gl = reg->rows[0];
-    EXPECT_EQ(gl.name, "^WPDGL");
-    EXPECT_EQ(gl.handler, (std::array<bool, 4>{true, true, true, false}));
-    EXPECT_EQ(gl.err_code, 92u);
-    ASSERT_TRUE(gl.params);
-    EXPECT_EQ(gl.params_text, "(0-3)");
-    const atsim::CommandRow* ip = reg->find("^ipopen");
-    ASSERT_NE(ip, nullptr);
-    EXPECT_FALSE(ip->params);
-    EXPECT_TRUE(ip->handler[3]);
-    EXPECT_EQ(ip->timeout_ms[0], 100000000u);
-    EXPECT_EQ(reg->find("^IPOPE"), nullptr);
-}
-
 TEST(Registration, RefusesMalformedMessages) {
     struct Case {
         const char* what;
@@ -125,24 +104,6 @@ TEST(Registration, RefusesNamesRegisteredTwiceIgnoringCase) {
     std::string why;
     EXPECT_FALSE(atsim::parse_registration(message(rows), {}, &why));
     EXPECT_NE(why.find("twice"), std::string::npos) << why;
-}
-
-TEST(Wire, RequestDatagramCarriesTheDriverAddressAndTheWholeRecord) {
-    AtRequest req{};
-    req.m_uindex = 55;
-    req.m_magic = 0xA1B2C3D4;
-    std::strcpy(req.m_atcmd, "^WPDGL");
-    const std::vector<uint8_t> d = atsim::request_datagram(req, 0x7ADD0001, 9);
-    ASSERT_EQ(d.size(), 16u + 12u + sizeof(AtRequest));
-    EXPECT_EQ(atsim::le32(d, 0), d.size());
-    EXPECT_EQ(atsim::le32(d, 8), 9u);
-    EXPECT_EQ(atsim::le32(d, 12), 0x7ADD0001u);
-    EXPECT_EQ(atsim::le32(d, 16), 1u);
-    EXPECT_EQ(atsim::le32(d, 20), 0u);
-    EXPECT_EQ(atsim::le32(d, 24), 9740u);
-    EXPECT_EQ(atsim::le32(d, 28), 55u);
-    EXPECT_EQ(atsim::le32(d, 32), 0xA1B2C3D4u);
-    EXPECT_EQ(std::memcmp(&d[28 + 13], "^WPDGL", 7), 0);
 }
 
 std::vector<uint8_t> answer(uint32_t magic, int32_t ret, const std::string& text,

@@ -41,14 +41,6 @@ protected:
         return o;
     }
 
-    // Runs request bytes through the dispatcher (event 58001).
-    static void dispatch(fake::RequestBytes& r) { nl_syswatch_event_report(r.size(), r.data()); }
-    // Dispatches and gives the m_retenum the kernel got.
-    int32_t answer(fake::RequestBytes& r) {
-        dispatch(r);
-        return P().last_sent().record().m_retenum;
-    }
-
     // The callback a module registered (first or second), or null.
     NotifyCallback callback(uint32_t module, bool first = true) {
         for (const fake::Registered& reg : P().registered) {

