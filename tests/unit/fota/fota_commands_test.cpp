@@ -192,8 +192,6 @@ TEST_F(Fota, OemDownloadArgument) {
 TEST_F(Fota, MissingRecordLeavesTheResponseEmpty) {
     const std::tuple<const char*, uint32_t, std::vector<std::string>> cases[] = {
         {"^FOTAMODE", 0, {"0", "0", "0", "0"}},
-        {"^FOTAMODE", 1, {}},
-        {"^FOTACFG", 0, {"", "", "", "0"}},
         {"^FOTACFG", 1, {}},
         {"^FOTADLQ", 0, {}},
     };

@@ -134,8 +134,7 @@ TEST_F(FotaReports, AllocationAndSendFailures) {
     // Allocations per report: work buffer and response; the last state takes
     // its record first.
     const std::pair<uint32_t, uint64_t> cases[] = {
-        {63000, 1}, {63000, 2}, {63001, 1}, {63001, 2}, {63002, 1},
-        {63002, 2}, {63002, 3}, {63003, 1}, {63003, 2},
+        {63000, 1}, {63000, 2}, {63001, 2}, {63002, 1}, {63002, 3}, {63003, 2},
     };
     for (const auto& [event, nth] : cases) {
         SCOPED_TRACE(std::to_string(event) + " allocation " + std::to_string(nth));

@@ -144,7 +144,6 @@ TEST_F(Relay, AnswersReachTheKernelWithTheirLength) {
         binary[i] = static_cast<char>(i * 7);
     }
     const Road roads[] = {
-        {"^ipopen", 1, 0, "\r\n^IPOPEN: 1\r\n", 3, 0, "\r\n^IPOPEN: 1\r\n"},
         {"^IPOPEN", 2, -1, "\r\nOK\r\n", 6, 98, ""},
         {"^HTTPCMD", 0, 0, binary, 1500, 0, binary},
         {"^IPRCV", 0, 0, "", 0, 0, ""},
