@@ -229,16 +229,6 @@ TEST_F(Startup, EachReceiveSeesZerosPastWhatItReceived) {
 
 class EventRouting : public fake::PlatformTest {};
 
-TEST_F(EventRouting, RequestEventIsDispatchedAndAnswered) {
-    fake::RequestBytes r("^WPQOS", 1);
-    r.magic(0x1234ABCD);
-    EXPECT_EQ(tandrel_event_dispatch(58001, r.size(), reinterpret_cast<uintptr_t>(r.data())), 0);
-    ASSERT_EQ(P().sent.size(), 1u);
-    EXPECT_EQ(P().last_sent().size, 25u);
-    EXPECT_EQ(P().last_sent().record().m_retenum, 20);
-    EXPECT_EQ(P().last_sent().record().m_magic, 0x1234ABCDu);
-}
-
 TEST_F(EventRouting, HeartbeatTimerCodes) {
     const struct {
         uint32_t code;
