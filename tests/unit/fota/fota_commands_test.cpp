@@ -96,8 +96,6 @@ TEST_F(Fota, ConnectionParameterLengths) {
         {"\"" + a99 + "a\"", "", "", "0"},
         {"\"x\"", "\"" + u64 + "\"", "", "0"},
         {"\"x\"", "", "\"" + u64 + "\"", "0"},
-        {"\"internet", "", "", "0"},
-        {"\"x\"", "", "pw", "0"},
         {"\"x\"", "", "", ""},
     };
     for (const Paras& paras : refused) {
@@ -105,25 +103,6 @@ TEST_F(Fota, ConnectionParameterLengths) {
         expect_error(at("^FOTACFG", paras), 174);
     }
     EXPECT_TRUE(S().calls.empty());
-}
-
-TEST_F(Fota, OperationCommands) {
-    struct Op {
-        const char* cmd;
-        uint32_t max;
-    } ops[] = {{"^FOTADL", 2}, {"^FOTAP", 1}, {"^FOTASMSCFG", 1}};
-    for (const Op& op : ops) {
-        SCOPED_TRACE(op.cmd);
-        S().reset();
-        expect_text(at(op.cmd, {std::to_string(op.max)}), kOk);
-        EXPECT_EQ(S().operation, op.max);
-        S().reset();
-        expect_error(at(op.cmd, {std::to_string(op.max + 1)}), 174);
-        expect_error(at(op.cmd, {"x"}), 174);
-        expect_error(at(op.cmd, {" "}), 174);
-        expect_error(at(op.cmd, {}), 20);
-        EXPECT_TRUE(S().calls.empty());
-    }
 }
 
 TEST_F(Fota, FailedSetAnswersTheMappedServiceCode) {

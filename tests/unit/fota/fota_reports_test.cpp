@@ -90,8 +90,6 @@ TEST_F(FotaReports, RecordsThatCannotBeReadSendNothing) {
 }
 
 TEST_F(FotaReports, StatePairIsSigned) {
-    EXPECT_EQ(update_event_dispatch(63001, 30, static_cast<uintptr_t>(-1)), 0);
-    EXPECT_EQ(report(), "\r\n^FOTASTATE: 30,-1\r\n");
     EXPECT_EQ(update_event_dispatch(63001, 0xFFFFFFFE, 0xFFFFFFFF), 0);
     EXPECT_EQ(report(), "\r\n^FOTASTATE: -2,-1\r\n");
 }
@@ -121,11 +119,6 @@ TEST_F(FotaReports, FailedLastStateRequestSendsNothing) {
     P().on_send_notify = [](uint32_t, uint32_t, void*, uint32_t) { return 5; };
     EXPECT_EQ(update_event_dispatch(63002, 0, 0), 5);
     EXPECT_TRUE(P().sent.empty());
-}
-
-TEST_F(FotaReports, SmsPolicyReport) {
-    EXPECT_EQ(update_event_dispatch(63003, 0, 0), 0);
-    EXPECT_EQ(report(), "\r\n^FOTASMS\r\n");
 }
 
 TEST_F(FotaReports, AllocationAndSendFailures) {

@@ -124,12 +124,6 @@ TEST_F(Reports, LinkAndServerStateTexts) {
     }
 }
 
-TEST_F(Reports, DataArrivalOnTheChannelsPort) {
-    const IpstackArrivalEvent ev{2, 5};
-    EXPECT_EQ(at_ipstack_iprcv_report(&ev), 0);
-    EXPECT_EQ(only_report(49, 1, 43).text(), "\r\n^IPRCVST: 3,1\r\n");
-}
-
 // The data report: header, exactly the copied bytes (NULs included), CRLF.
 TEST_F(Reports, DataCopiesItsBytesWithinTheRecord) {
     struct Case {
