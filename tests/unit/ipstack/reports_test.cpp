@@ -214,7 +214,6 @@ TEST_F(Reports, LateFinalResults) {
         {"send done with 502", 5, 502, 0, "\r\n^IPSENDEX: 1\r\n\r\nOK\r\n", 0, {}},
         {"send failed", 5, 65, 0, "\r\n+CME ERROR: 3\r\n", 0, {"ipstack_at_set_cme_error"}},
         {"receive timed out", 18, 65, 0, "\r\n^SSLRX: 0\r\nTIMEOUT\r\n\r\nOK\r\n", 0, {}},
-        {"other command done", 3, 0, 9, "\r\nOK\r\n", 0, {}},
         {"time-out of another command", 3, 65, 0, "", 13, {"ipstack_get_at_errornum"}},
         {"other failure", 0, 7, 0, "", 13, {"ipstack_get_at_errornum"}},
     };
