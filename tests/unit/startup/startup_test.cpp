@@ -184,46 +184,39 @@ TEST_F(Startup, PersistentReceiveFailuresBackOffUntilAMessageArrives) {
 
 TEST_F(Startup, EachReceiveSeesZerosPastWhatItReceived) {
     // A datagram that announces more bytes than it carries reads as zeros
-    // beyond them, whatever the datagrams before it left in the buffer: a
-    // long one, a failed receive, a short one.
-    auto datagram = [](uint32_t announced, size_t carried, uint8_t fill) {
-        std::vector<uint8_t> d(NL_DATA_OFFSET, 0);
-        le_put_u32(&d[NL_EVENT_OFFSET], 1);
-        le_put_u32(&d[NL_EVENT_OFFSET + 8], announced);
-        d.resize(NL_DATA_OFFSET + carried, fill);
-        return d;
-    };
+    // beyond them, whatever the datagrams before it left in the buffer.
     const struct {
-        std::vector<uint8_t> received;
         uint32_t announced;
-        size_t carried;
-    } steps[] = {
-        {datagram(3000, 3000, 0xA5), 3000, 3000}, {{}, 0, 0},
-        {datagram(600, 10, 0x11), 600, 10},       {datagram(10239, 10239, 0x22), 10239, 10239},
-        {datagram(10239, 1, 0x33), 10239, 1},
-    };
-    g_wraps.received.clear();
+        size_t carried;  // 0: a failed receive
+    } steps[] = {{3000, 3000}, {0, 0}, {600, 10}, {10239, 10239}, {10239, 1}};
+    std::vector<std::vector<uint8_t>> sent;
     for (const auto& s : steps) {
-        g_wraps.received.push_back(s.received);
+        std::vector<uint8_t> d;
+        if (s.carried != 0) {
+            d.assign(NL_DATA_OFFSET, 0);
+            le_put_u32(&d[NL_EVENT_OFFSET], 1);
+            le_put_u32(&d[NL_EVENT_OFFSET + 8], s.announced);
+            d.resize(NL_DATA_OFFSET + s.carried, static_cast<uint8_t>(0x11 * sent.size() + 1));
+        }
+        sent.push_back(d);
     }
+    g_wraps.received = sent;
     std::vector<uint8_t> buf(10268, 0xEE);  // left over from the registration
     NlReceiver r{kFakeFd, buf.data(), static_cast<uint32_t>(buf.size()), 0};
-    size_t posts = 0;
-    for (const auto& s : steps) {
+    for (size_t i = 0; i < std::size(steps); ++i) {
+        SCOPED_TRACE(i);
+        const size_t posts = P().posted.size();
         nl_receive_one(r);
-        if (s.received.empty()) {
+        if (steps[i].carried == 0) {
             continue;
         }
-        ASSERT_EQ(P().posted.size(), ++posts);
-        const std::vector<uint8_t>& got = P().posted.back().data;
-        ASSERT_EQ(got.size(), s.announced);
-        std::vector<uint8_t> want(s.announced, 0);
-        std::copy_n(s.received.begin() + NL_DATA_OFFSET, s.carried, want.begin());
-        EXPECT_EQ(got, want) << "datagram " << posts;
+        ASSERT_EQ(P().posted.size(), posts + 1);
+        std::vector<uint8_t> want(steps[i].announced, 0);
+        std::copy_n(sent[i].begin() + NL_DATA_OFFSET, steps[i].carried, want.begin());
+        EXPECT_EQ(P().posted.back().data, want);
         // The static copy is the request and then zeros, as if zeroed whole.
-        EXPECT_TRUE(std::all_of(g_nl_rx_buf + s.announced, g_nl_rx_buf + sizeof g_nl_rx_buf,
-                                [](uint8_t b) { return b == 0; }))
-            << "datagram " << posts;
+        EXPECT_TRUE(std::all_of(g_nl_rx_buf + steps[i].announced, g_nl_rx_buf + sizeof g_nl_rx_buf,
+                                [](uint8_t b) { return b == 0; }));
     }
 }
 
