@@ -1,4 +1,4 @@
-// FOTA commands through the dispatcher: parameter rules, service calls, answers and failure paths.
+// FOTA commands through the dispatcher: limits, service failures, field bounds, missing records.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -1,4 +1,4 @@
-// IP stack reports: routing, channel ports, every report's bytes, data boundaries, late results.
+// IP stack reports: routing, report bytes, data boundaries, late results, failure paths.
 #include <gtest/gtest.h>
 
 #include <cstring>
