@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "fake_gpsclient.h"
@@ -41,20 +40,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1) {
         return 0;
     }
-    fake::platform().reset();
-    fake::services().reset();
+    fuzz::reset();
     fake::gps().reset();
     gnss_adapter_reset();
     const Event& event = kEvents[data[0] % std::size(kEvents)];
     const uint8_t state = size > 1 ? data[1] : 0;
     const int32_t err = size > 2 ? 270 + data[2] % 24 : 0;
     fake::gps().radio((state & 1) != 0 ? GPS_RADIO_ON : GPS_RADIO_OFF);
-    g_gnssPortFlag = (state >> 1) & 1;
-    g_nmeaPortFlag = (state >> 2) & 1;
-    g_fixsionFlag = (state >> 3) & 1;
-    g_nmealoggingFlag = (state >> 4) & 1;
-    g_PortCfg = (state >> 5) & 1;
-    g_PortCfgReady = (state >> 6) & 1;
+    g_gnssPortFlag = fuzz::bit(state, 1);
+    g_nmeaPortFlag = fuzz::bit(state, 2);
+    g_fixsionFlag = fuzz::bit(state, 3);
+    g_nmealoggingFlag = fuzz::bit(state, 4);
+    g_PortCfg = fuzz::bit(state, 5);
+    g_PortCfgReady = fuzz::bit(state, 6);
     if ((state & 0x80) != 0) {
         for (const char* fn : kClientCalls) {
             fake::gps().fail(fn, err);
@@ -67,10 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     } else {
         // As the bus hands it over: a copy with a zero byte behind it.
         const size_t n = size > 3 ? size - 3 : 0;
-        std::vector<uint8_t> payload(std::max(n, event.layout) + 1, 0);
-        if (n > 0) {
-            std::memcpy(payload.data(), data + 3, n);
-        }
+        std::vector<uint8_t> payload = fuzz::record(data + 3, n, std::max(n, event.layout) + 1);
         rc = tandrel_event_dispatch(event.id, reinterpret_cast<uintptr_t>(payload.data()), n);
     }
     fuzz::require(rc == 0 || rc == -1);

@@ -6,8 +6,7 @@
 #include "tandrel_core.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fake::platform().reset();
-    fake::services().reset();
+    fuzz::reset();
     // The first byte picks the module type, so the silent firmware-load rule
     // is explored on every type.
     g_m2m_type = size > 0 ? data[0] % 4 : 0;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "fuzz_support.h"
 #include "tandrel_core.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -15,17 +16,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::memset(text, 0, sizeof text);
     std::memcpy(text, data + 2, size - 2 < sizeof text ? size - 2 : sizeof text);
     const char* f = at_find_field(n, text, text + sizeof text);
-    if (f != nullptr && (f < text || f >= text + sizeof text)) {
-        __builtin_trap();
-    }
+    fuzz::require(f == nullptr || (f >= text && f < text + sizeof text));
     char out[40];
     std::memset(out, 'Z', sizeof out);
     const char before = text[254];
-    if (at_get_number_field(n, text, out, out_size) == 1 && (out_size == 0 || std::strlen(out) >= out_size)) {
-        __builtin_trap();
-    }
-    if (text[254] != before) {
-        __builtin_trap();
-    }
+    fuzz::require(at_get_number_field(n, text, out, out_size) != 1 ||
+                  (out_size != 0 && std::strlen(out) < out_size));
+    fuzz::require(text[254] == before);
     return 0;
 }

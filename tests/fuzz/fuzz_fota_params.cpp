@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "fuzz_support.h"
 #include "update_adapter/fota_params.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -19,19 +20,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     uint32_t value = 0;
     const int32_t parsed = update_parse_uint(&value, view, base);
-    if (parsed < 0 || parsed > 2 || (parsed == 0 && (base < 2 || base > 36))) {
-        __builtin_trap();
-    }
+    fuzz::require(parsed >= 0 && parsed <= 2 && (parsed != 0 || (base >= 2 && base <= 36)));
 
     std::vector<char> para(text);
     const auto len = static_cast<uint32_t>(para.size());
     if (update_at_strip_quotes_out(para.data(), para.data(), len) == 1) {
         // A well-formed text loses exactly its two quotes and holds none.
         const size_t n = strnlen(para.data(), len);
-        if (n + 2 != len || std::memchr(para.data(), '"', n) != nullptr ||
-            std::memcmp(para.data(), text.data() + 1, n) != 0) {
-            __builtin_trap();
-        }
+        fuzz::require(n + 2 == len && std::memchr(para.data(), '"', n) == nullptr &&
+                      std::memcmp(para.data(), text.data() + 1, n) == 0);
     }
 
     std::vector<char> apn(text);
@@ -39,11 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (update_at_check_apn(apn.data()) == 1) {
         for (size_t i = 0; i < 99 && apn[i] != '\0'; ++i) {
             const char c = apn[i];
-            const bool ok = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                            (c >= '0' && c <= '9') || c == '-' || c == '.';
-            if (!ok) {
-                __builtin_trap();
-            }
+            fuzz::require((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
+                          (c >= '0' && c <= '9') || c == '-' || c == '.');
         }
     }
     return 0;

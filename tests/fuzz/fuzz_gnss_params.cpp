@@ -45,26 +45,24 @@ std::vector<Param> split(const uint8_t* p, size_t n) {
 
 void check_records() {
     for (const fake::GpsCall& c : fake::gps().calls) {
-        if (c.fn == "gpsclient_WPURL" && (c.length < 0 || c.length > 128)) __builtin_trap();
+        fuzz::require(c.fn != "gpsclient_WPURL" || (c.length >= 0 && c.length <= 128));
         if (c.fn == "gpsclient_TLSCFG") {
             GpsTlsCfg t;
             std::memcpy(&t, c.text.data(), sizeof t);
-            if (t.length > 300) __builtin_trap();
+            fuzz::require(t.length <= 300);
         }
         if (c.fn == "gpsclient_xmldata") {
             GpsXmlDataChunk x;
             std::memcpy(&x, c.text.data(), sizeof x);
             // At most 384 decoded bytes; the rest of the field stays zero.
-            for (size_t i = 384; i < sizeof x.data; ++i) {
-                if (x.data[i] != 0) __builtin_trap();
-            }
+            fuzz::require(
+                std::all_of(x.data + 384, x.data + sizeof x.data, [](auto b) { return b == 0; }));
         } else if (c.fn == "gpsclient_LTOdata") {
             GpsLtoDataChunk l;
             std::memcpy(&l, c.text.data(), sizeof l);
-            if (l.length < 0 || l.length > 256) __builtin_trap();
-            for (size_t i = static_cast<size_t>(l.length); i < sizeof l.data; ++i) {
-                if (l.data[i] != 0) __builtin_trap();
-            }
+            fuzz::require(l.length >= 0 && l.length <= 256);
+            fuzz::require(std::all_of(l.data + l.length, l.data + sizeof l.data,
+                                      [](auto b) { return b == 0; }));
         }
     }
 }
@@ -75,8 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) {
         return 0;
     }
-    fake::platform().reset();
-    fake::services().reset();
+    fuzz::reset();
     const std::vector<Param> params = split(data + 2, size - 2);
     const uint8_t which = data[0] % 8;
 
@@ -88,10 +85,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             texts.emplace_back(new char[t.size() + 1]);
             std::memcpy(texts.back().get(), t.c_str(), t.size() + 1);
         }
-        const int32_t r = which == 4 ? AT_GPS_InjRefTime_ioctl(texts[0].get(), texts[1].get())
-                                     : AT_GPS_InjRefLocInfo_ioctl(texts[0].get(), texts[1].get(),
-                                                                  texts[2].get());
-        if (r != 0 && !fake::gps().calls.empty()) __builtin_trap();
+        const int32_t r =
+            which == 4 ? AT_GPS_InjRefTime_ioctl(texts[0].get(), texts[1].get())
+                       : AT_GPS_InjRefLocInfo_ioctl(texts[0].get(), texts[1].get(), texts[2].get());
+        fuzz::require(r == 0 || fake::gps().calls.empty());
         return 0;
     }
 
@@ -102,20 +99,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t i = 0; i < params.size() && i < AT_MAX_PARAS; ++i) {
         AtCmdParam& p = req->m_para_list[i];
         // Texts of 561 characters fill the field without a NUL.
-        std::memcpy(p.aucPara, params[i].text.data(), std::min(params[i].text.size(), sizeof p.aucPara));
+        std::memcpy(p.aucPara, params[i].text.data(),
+                    std::min(params[i].text.size(), sizeof p.aucPara));
         p.usParaLen = static_cast<uint16_t>(std::min<int32_t>(params[i].para_len, 65535));
         p.ulParaValue = static_cast<uint32_t>(std::strtoul(params[i].text.c_str(), nullptr, 10));
     }
     auto rsp = std::make_unique<AtResponse>();
     std::memset(rsp.get(), 0, sizeof *rsp);
-    const AtHandler handlers[] = {AT_GPS_SetXmlData,    AT_GPS_SetLtoData, AT_GPS_InjRefTime,
-                                  AT_GPS_InjRefLocInfo, nullptr,           nullptr,
-                                  AT_GPS_SetTlsCert,    AT_GPS_SetServerAddr};
+    const AtHandler handlers[] = {
+        AT_GPS_SetXmlData, AT_GPS_SetLtoData, AT_GPS_InjRefTime, AT_GPS_InjRefLocInfo,
+        nullptr,           nullptr,           AT_GPS_SetTlsCert, AT_GPS_SetServerAddr};
     const int32_t r = handlers[which](req.get(), rsp.get());
-    if (r != 0 && r != -1) __builtin_trap();
+    fuzz::require(r == 0 || r == -1);
     // A refusal or a failed call answers without text; success answers OK.
-    if (rsp->m_retenum != 0 ? rsp->m_length != 0 : (rsp->m_length != 6 || r != 0)) __builtin_trap();
-    if (r == -1 && !fake::gps().calls.empty()) __builtin_trap();
+    fuzz::require(rsp->m_retenum != 0 ? rsp->m_length == 0 : (rsp->m_length == 6 && r == 0));
+    fuzz::require(r == 0 || fake::gps().calls.empty());
     check_records();
     fuzz::require(fake::platform().live_allocs == 0);
     return 0;

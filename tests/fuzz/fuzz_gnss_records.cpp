@@ -1,7 +1,6 @@
 // Any status and network-initiated request records through the GNSS client callbacks.
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 #include "fuzz_support.h"
@@ -16,21 +15,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1) {
         return 0;
     }
-    fake::platform().reset();
-    fake::services().reset();
+    fuzz::reset();
     gnss_adapter_reset();
     const uint8_t flags = data[0];
-    g_posendFlag = (flags >> 1) & 1;
-    g_PortCfg = (flags >> 2) & 1;
+    g_posendFlag = fuzz::bit(flags, 1);
+    g_PortCfg = fuzz::bit(flags, 2);
     g_PortCfgReady = 1;
-    g_gnssPortFlag = (flags >> 3) & 1;
+    g_gnssPortFlag = fuzz::bit(flags, 3);
     g_NiTimer = (flags >> 4) * 17;
 
     const bool ni = (flags & 1) != 0;
-    // Heap records of exactly the size the client hands over, so a read past
-    // them is caught.
-    std::vector<uint8_t> record(ni ? sizeof(GpsNiRecord) : 16, 0);
-    std::memcpy(record.data(), data + 1, std::min(size - 1, record.size()));
+    // Records of the size the client hands over.
+    std::vector<uint8_t> record = fuzz::record(data + 1, size - 1, ni ? sizeof(GpsNiRecord) : 16);
     if (ni) {
         AT_nipara_cb(record.data());
     } else {

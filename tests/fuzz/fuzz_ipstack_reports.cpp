@@ -1,7 +1,7 @@
 // Any bytes as one IP stack event record through notify module 62's callbacks and report builders.
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <iterator>
 #include <vector>
 
 #include "fuzz_support.h"
@@ -31,14 +31,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 2) {
         return 0;
     }
-    fake::platform().reset();
+    fuzz::reset();
     fake::ipstack().reset();
     fake::ipstack().errornum_result = data[1];
-    const Event& ev = kEvents[(data[0] & 0x7F) % (sizeof kEvents / sizeof kEvents[0])];
+    const Event& ev = kEvents[(data[0] & 0x7F) % std::size(kEvents)];
     const bool second = (data[0] & 0x80) != 0;
-    // Exactly the record's size, so that a read past it is caught.
-    std::vector<uint8_t> record(ev.record_size, 0);
-    std::memcpy(record.data(), data + 2, size - 2 < record.size() ? size - 2 : record.size());
+    std::vector<uint8_t> record = fuzz::record(data + 2, size - 2, ev.record_size);
     const auto a1 = reinterpret_cast<uintptr_t>(record.data());
     const int32_t rc =
         second ? ipstack_post_dispatch(ev.id, a1, 0) : ipstack_notify_dispatch(ev.id, a1, 0);

@@ -21,8 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 1) {
         return 0;
     }
-    fake::platform().reset();
-    fake::services().reset();
+    fuzz::reset();
     // The first byte picks what recvmsg reported about the sender (the
     // fakes' driver is port id 0) and the module type; the rest is the
     // datagram, cut to the buffer as recvmsg cuts it.

@@ -15,17 +15,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 3) {
         return 0;
     }
-    fake::platform().reset();
-    fake::services().reset();
+    fuzz::reset();
     gnss_adapter_reset();
     const uint8_t flags = data[0];
-    g_nmeaPortFlag = flags & 1;
-    g_gnssPortFlag = (flags >> 1) & 1;
-    g_fixsionFlag = (flags >> 2) & 1;
-    g_nmealoggingFlag = (flags >> 3) & 1;
-    g_PortCfg = (flags >> 4) & 1;
-    g_PortCfgReady = (flags >> 5) & 1;
-    if ((flags >> 6) & 1) {
+    g_nmeaPortFlag = fuzz::bit(flags, 0);
+    g_gnssPortFlag = fuzz::bit(flags, 1);
+    g_fixsionFlag = fuzz::bit(flags, 2);
+    g_nmealoggingFlag = fuzz::bit(flags, 3);
+    g_PortCfg = fuzz::bit(flags, 4);
+    g_PortCfgReady = fuzz::bit(flags, 5);
+    if (fuzz::bit(flags, 6) != 0) {
         fake::gps().fail("gpsclient_portCfg", 283);
     }
     const uint8_t mode = data[1] % 4;

@@ -9,11 +9,9 @@
 
 namespace {
 
-TEST(GpsResultMapping, MapsTheTwelveCodesAndNothingElse) {
+TEST(GpsResultMapping, EdgesAndHolesOfTheMapAnswer20) {
     const std::pair<uint32_t, int32_t> cases[] = {
-        {0, 20},   {275, 20}, {276, 88}, {277, 89}, {278, 90}, {279, 91}, {280, 20},
-        {281, 92}, {282, 93}, {283, 94}, {284, 95}, {285, 96}, {286, 20}, {287, 97},
-        {288, 20}, {0xFFFFFFFF, 20},
+        {275, 20}, {276, 88}, {280, 20}, {286, 20}, {287, 97}, {288, 20}, {0xFFFFFFFF, 20},
     };
     for (auto [code, want] : cases) {
         EXPECT_EQ(gps_errcode_to_retenum(code), want) << code;
@@ -26,9 +24,8 @@ TEST(FindField, FieldsAndEmptyFields) {
         uint32_t n;
         int offset;  // -1: null
     } cases[] = {
-        {"a,b,c", 0, 0}, {"a,b,c", 1, 2},  {"a,b,c", 2, 4},  {"a,b,c", 3, -1},
-        {"a,,c", 1, -1}, {"a,*c", 1, -1},  {"a,\r\n", 1, -1}, {"a,\n", 1, -1},
-        {",b", 0, -1},   {"a,b", 1, 2},    {"", 0, -1},      {"a,", 1, -1},
+        {"a,b,c", 0, 0},   {"a,b,c", 2, 4}, {"a,b,c", 3, -1}, {"a,,c", 1, -1}, {"a,*c", 1, -1},
+        {"a,\r\n", 1, -1}, {",b", 0, -1},   {"", 0, -1},      {"a,", 1, -1},
     };
     for (const Case& c : cases) {
         const char* end = c.text + std::strlen(c.text);
@@ -59,12 +56,11 @@ TEST(NumberField, CopiesTheNumberThatBeginsTheField) {
         const char* want;
     } cases[] = {
         {"$GPGGA,123519.00,4807.038,N", 1, 32, 1, "123519.00"},
-        {"$GPGGA,123519.00,4807.038,N", 2, 32, 1, "4807.038"},
-        {"$GPGGA,123519.00,4807.038,N", 3, 32, 0, ""},   // not a number
-        {"$GPGGA,,4807.038", 1, 32, 0, ""},              // empty field
-        {"$GPGSA,A,3,,,*1E", 4, 32, 0, ""},              // empty before '*'
+        {"$GPGGA,123519.00,4807.038,N", 3, 32, 0, ""},  // not a number
+        {"$GPGGA,,4807.038", 1, 32, 0, ""},             // empty field
+        {"$GPGSA,A,3,,,*1E", 4, 32, 0, ""},             // empty before '*'
         {"x,-12.5e1rest", 1, 32, 1, "-12.5e1"},
-        {"x,123456789", 1, 4, 1, "123"},                 // cut to the output
+        {"x,123456789", 1, 4, 1, "123"},  // cut to the output
         {"x,1", 7, 32, 0, ""},
     };
     for (const Case& c : cases) {

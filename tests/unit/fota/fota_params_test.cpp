@@ -17,11 +17,10 @@ TEST(FotaParseUint, DigitsBlanksBasesAndOverflow) {
         uint32_t value;
     } cases[] = {
         // clang-format off
-        {"0", 10, 0, 0}, {" 1 ", 10, 0, 1}, {"1 2", 10, 0, 12}, {"", 10, 1, 0}, {"   ", 10, 1, 0},
-        {"1a", 10, 2, 0}, {"1a", 16, 0, 26}, {"fF", 16, 0, 255}, {"z", 36, 0, 35}, {"2", 2, 2, 0},
-        {"-1", 10, 2, 0}, {"+1", 10, 2, 0}, {"4294967295", 10, 0, UINT32_MAX},
-        {"4294967296", 10, 2, 0}, {"99999999999", 10, 2, 0}, {"ffffffff", 16, 0, UINT32_MAX},
-        {"100000000", 16, 2, 0}, {"1", 1, 2, 0}, {"1", 37, 2, 0},
+        {" 1 ", 10, 0, 1}, {"1 2", 10, 0, 12}, {"   ", 10, 1, 0}, {"1a", 10, 2, 0},
+        {"fF", 16, 0, 255}, {"z", 36, 0, 35}, {"2", 2, 2, 0}, {"-1", 10, 2, 0},
+        {"4294967295", 10, 0, UINT32_MAX}, {"4294967296", 10, 2, 0}, {"100000000", 16, 2, 0},
+        {"1", 1, 2, 0}, {"1", 37, 2, 0},
         // clang-format on
     };
     for (const Case& c : cases) {
@@ -42,8 +41,8 @@ TEST(FotaQuotes, OnlyOneWholeQuotedTextIsStripped) {
         std::string out;
     } cases[] = {
         // clang-format off
-        {"\"abc\"", 1, "abc"}, {"\"\"", 1, ""}, {"abc", 0, ""}, {"\"abc", 0, ""}, {"\"ab\"c", 0, ""},
-        {"\"a\"\"", 0, ""}, {"\"", 0, ""}, {"", 0, ""}, {"a\"b\"", 0, ""}, {"\" a,b \"", 1, " a,b "},
+        {"\"\"", 1, ""}, {"\"ab\"c", 0, ""}, {"\"a\"\"", 0, ""}, {"\"", 0, ""}, {"", 0, ""},
+        {"a\"b\"", 0, ""}, {"\" a,b \"", 1, " a,b "},
         // clang-format on
     };
     for (const Case& c : cases) {
@@ -72,8 +71,7 @@ TEST(FotaQuotes, LengthMustMatchAndUnterminatedTextIsNotOverread) {
 TEST(FotaApn, LettersDigitsDashAndDotWithAlnumEnds) {
     const std::pair<std::string, int32_t> cases[] = {
         // clang-format off
-        {"internet", 1}, {"a.b.c", 1}, {"Web-1", 1}, {"1.2", 1}, {"-", 1}, {".", 1}, {"x", 1},
-        {"-web", 0}, {"web.", 0}, {"a-", 0}, {"my_apn", 0}, {"my apn", 0}, {"\xe9t\xe9", 0},
+        {"Web-1", 1}, {"-", 1}, {".", 1}, {"-web", 0}, {"a-", 0}, {"\xe9t\xe9", 0},
         {std::string(99, 'a'), 1},
         {std::string(99, 'a') + "_", 1},  // only the first 99 characters are looked at
         // clang-format on
@@ -84,22 +82,9 @@ TEST(FotaApn, LettersDigitsDashAndDotWithAlnumEnds) {
     EXPECT_EQ(update_at_check_apn(nullptr), 0);
 }
 
-TEST(FotaAuthType, BelowThree) {
-    for (uint32_t v : {0u, 1u, 2u}) {
-        EXPECT_EQ(update_at_check_auth_type_valid(v), 1) << v;
-    }
-    for (uint32_t v : {3u, 4u, UINT32_MAX}) {
-        EXPECT_EQ(update_at_check_auth_type_valid(v), 0) << v;
-    }
-}
-
-TEST(FotaRetNum, ServiceCodesMapByTableElse20) {
-    const int32_t want[18] = {172, 173, 174, 175, 20,  177, 178, 179, 180,
-                              182, 183, 184, 185, 186, 188, 189, 192, 19};
-    for (int32_t code = 1; code <= 18; ++code) {
-        EXPECT_EQ(update_get_at_retNum(code), want[code - 1]) << code;
-    }
-    for (int32_t code : {0, -1, 19, 255, INT_MIN, INT_MAX}) {
+TEST(FotaRetNum, CodesOutsideTheTableAnswer20) {
+    EXPECT_EQ(update_get_at_retNum(18), 19);
+    for (int32_t code : {0, -1, 19, INT_MIN, INT_MAX}) {
         EXPECT_EQ(update_get_at_retNum(code), 20) << code;
     }
 }
