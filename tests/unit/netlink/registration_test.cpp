@@ -67,6 +67,32 @@ TEST(Registration, WholeMessage) {
     EXPECT_EQ(msg, want);
 }
 
+// Every row of the daemon's own table: on the module's 32-bit processor each
+// present handler's word is the handler's address, and a null handler's is 0.
+TEST(Registration, HandlerWordsOfTheCommandTable) {
+    const std::vector<uint8_t> msg = build(g_at_cmd_table);
+    size_t off = 28;
+    for (const AtCmdEntry* e = g_at_cmd_table; e->m_name_len != 0; ++e) {
+        SCOPED_TRACE(e->m_name);
+        const AtHandler handlers[4] = {e->m_set_func, e->m_query_func, e->m_test_func,
+                                       e->m_abort_func};
+        for (int op = 0; op < 4; ++op) {
+            const uint32_t word = le_get_u32(&msg[off + 4 + 8 * op]);
+            if (handlers[op] == nullptr) {
+                EXPECT_EQ(word, 0u) << "operation " << op;
+            } else if constexpr (sizeof(uintptr_t) == 4) {
+                EXPECT_EQ(word, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(handlers[op])))
+                    << "operation " << op;
+            } else {
+                EXPECT_NE(word, 0u) << "operation " << op;
+            }
+        }
+        const uint32_t name_len = le_get_u32(&msg[off + 44]);
+        off += 54 + name_len + le_get_u32(&msg[off + 49 + name_len]);
+    }
+    EXPECT_EQ(off, 28u + 5313u);
+}
+
 TEST(Registration, LongTableSetsTheMessageSize) {
     // 100 rows of 115 bytes: 11500, beyond the 10240 minimum.
     const std::string name = "^" + std::string(59, 'N');
