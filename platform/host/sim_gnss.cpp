@@ -66,7 +66,7 @@ struct Failure {
 struct Deferred {
     enum Kind { Sentence, Status, Ni } kind;
     std::string text;
-    int32_t words[4];
+    int32_t words[4];  // Sentence: the length handed over with the text
 };
 
 // One epoch of sentences and the time to the next one.
@@ -313,7 +313,7 @@ void deliver(const GpsClientCallbacks& cb, const Deferred& d) {
     switch (d.kind) {
         case Deferred::Sentence:
             if (cb.nmea_cb != nullptr) {
-                cb.nmea_cb(now_ms(), d.text.c_str(), static_cast<int32_t>(d.text.size()));
+                cb.nmea_cb(now_ms(), d.text.c_str(), d.words[0]);
             }
             break;
         case Deferred::Status:
@@ -391,7 +391,7 @@ void* client_thread(void*) {
             const GpsClientCallbacks cb = m.cb;
             m.delivering = true;
             lock.unlock();
-            deliver(cb, Deferred{Deferred::Sentence, s, {}});
+            deliver(cb, Deferred{Deferred::Sentence, s, {static_cast<int32_t>(s.size())}});
             lock.lock();
             m.delivering = false;
             m.cv.notify_all();
@@ -567,7 +567,15 @@ int32_t command(const char* line) {
         if (s.size() < 2 || s.compare(s.size() - 2, 2, "\r\n") != 0) {
             s += "\r\n";
         }
-        m.deferred.push_back(Deferred{Deferred::Sentence, s, {}});
+        m.deferred.push_back(Deferred{Deferred::Sentence, s, {static_cast<int32_t>(s.size())}});
+    } else if (w == "sentence") {
+        // The text as typed, handed over with a length of the caller's choosing.
+        int length = 0;
+        int at = 0;
+        if (sscanf(rest, "%d %n", &length, &at) < 1) {
+            return -1;
+        }
+        m.deferred.push_back(Deferred{Deferred::Sentence, rest + at, {length}});
     } else if (w == "speed") {
         const int v = atoi(rest);
         if (v < 1) {

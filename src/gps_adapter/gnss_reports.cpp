@@ -23,8 +23,11 @@ constexpr size_t kErrBuf = 25;        // $GPERR
 constexpr uint32_t kVersionBuf = 66;  // AT_Cgmr output; the text starts at byte 2
 constexpr size_t kVersionTextAt = 2;
 
-bool is_zqloc(const char* text, size_t len) {
-    return len >= kZqlocNameLen && memcmp(text, kZqlocName, kZqlocNameLen) == 0;
+// The position extension only feeds the fix sentences and is never
+// forwarded, whatever length it is handed with. strncmp stops at the text's
+// NUL, so a shorter text is never read past its end.
+bool is_zqloc(const char* text) {
+    return strncmp(text, kZqlocName, kZqlocNameLen) == 0;
 }
 
 // Fills a fresh report with len characters of text.
@@ -93,14 +96,12 @@ extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) 
             return;
         }
     }
-    const size_t len = gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX);
-    // The position extension only feeds the fix sentences; an empty text is
-    // nothing to forward.
-    if (len == 0 || is_zqloc(text, len)) {
+    if (is_zqloc(text)) {
         return;
     }
+    // An empty sentence (length 0 or less) still goes out, as an empty report.
     AtResponse* rsp = buf.as<AtResponse>();
-    fill(rsp, text, len, GNSS_REPORT_ID_NMEA);
+    fill(rsp, text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX), GNSS_REPORT_ID_NMEA);
     if (g_nmeaPortFlag.load() == 1) {
         rsp->m_uindex = gps_report_port(NMEA_PORT);
         rsp->m_protocol = GNSS_REPORT_PROTOCOL;
@@ -113,13 +114,12 @@ extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) 
     }
 }
 
-void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t length) {
+void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t /*length*/) {
     if (text == nullptr) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_gnss_nmea_port_cb NMEA is NULL!\r\n");
         return;
     }
-    const size_t len = gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX);
-    if (is_zqloc(text, len)) {
+    if (is_zqloc(text)) {
         return;
     }
     OsaBuffer buf(sizeof(AtResponse));
@@ -128,10 +128,12 @@ void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t lengt
         return;
     }
     AtResponse* rsp = buf.as<AtResponse>();
-    fill(rsp, text, len, GNSS_REPORT_ID_NMEA);
+    // The copy carries the whole sentence: the length it was handed with is
+    // not used.
+    fill(rsp, text, strnlen(text, GNSS_REPORT_TEXT_MAX), GNSS_REPORT_ID_NMEA);
     // This copy always goes to the NMEA port itself, whatever the port
     // configuration says.
-    if (g_nmeaPortFlag.load() == 1 && len != 0) {
+    if (g_nmeaPortFlag.load() == 1) {
         rsp->m_protocol = GNSS_REPORT_PROTOCOL;
         rsp->m_uindex = NMEA_PORT;
         tandrel_send_response(rsp);
@@ -139,18 +141,14 @@ void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t lengt
 }
 
 void AT_Gnss_nmea_cb(int64_t /*timestamp*/, const char* text, int32_t length) {
-    gps_get_portcfg();
-    const size_t len = gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX);
-    if (len != 0) {
-        send_report(text, len, gps_report_port(GNSS_PORT), GNSS_REPORT_ID_NMEA);
-    }
+    AT_Gnss_info_send(text, length);
 }
 
 void AT_Gnss_info_send(const char* text, int32_t length) {
     gps_get_portcfg();
-    const size_t len = gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX);
-    if (len != 0) {
-        send_report(text, len, gps_report_port(GNSS_PORT), GNSS_REPORT_ID_NMEA);
+    if (text != nullptr) {
+        send_report(text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX),
+                    gps_report_port(GNSS_PORT), GNSS_REPORT_ID_NMEA);
     }
 }
 

@@ -38,9 +38,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             static_cast<const uint8_t*>(memchr(p, '\n', static_cast<size_t>(end - p)));
         const uint8_t* stop = nl != nullptr ? nl + 1 : end;
         const size_t n = static_cast<size_t>(stop - p);
-        // The text exactly as long as it is (no NUL), unless the length
-        // claims more than there is: then the caller's NUL ends it.
+        // A C string, as the client hands its sentences over; the length
+        // beside it may claim less or more than the text holds.
         std::vector<char> text(p, stop);
+        text.push_back('\0');
         int32_t length = static_cast<int32_t>(n);
         switch (mode) {
             case 1:
@@ -51,7 +52,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
                 break;
             case 3:
                 length = INT32_MAX - offset;
-                text.push_back('\0');
                 break;
             default:
                 break;

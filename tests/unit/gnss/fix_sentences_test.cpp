@@ -132,10 +132,11 @@ TEST_F(FixSentences, OversizedSentencesAreCutNeverOverrun) {
     P().reset();
     // The '*' only past the 254 characters that are looked at.
     nmea("$GPGGA,1,,,,,0" + std::string(300, ',') + "*", 4);
-    // Text without a NUL, exactly as long as the length says.
+    // The length ends the sentence before its NUL and its '*'.
     const std::string raw = "$GPGGA,1,,,,,0,0,,,M,,M,,*";
     std::vector<char> buf(raw.begin(), raw.end());
-    AT_nmea_cb(5, buf.data(), static_cast<int32_t>(buf.size()));
+    buf.push_back('\0');
+    AT_nmea_cb(5, buf.data(), static_cast<int32_t>(raw.size()));
     EXPECT_EQ(fixes(), Texts{"$GPFIXBD,5,0,,,,,*  \r\n"});
     EXPECT_TRUE(P().traced("GNSS_IOCTRL_Getfixdata ynema is  NULL \r\n"));
 }

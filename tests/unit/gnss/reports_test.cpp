@@ -66,32 +66,46 @@ struct Length {
     const char* what;
     std::string bytes;  // the caller's buffer, exactly these bytes
     int32_t length;
-    std::string sent;  // "" = nothing sent
+    std::vector<Report> gnss_port;  // forwarded by the route (gnss port flag)
+    std::vector<Report> copy;       // the NMEA-port copy of a fix session
 };
 
-TEST_F(GnssTest, SentenceLengthIsTheSmallerOfTextAndLength) {
+TEST_F(GnssTest, SentenceLengthOfTheRouteAndOfTheFixSessionCopy) {
     const Length cases[] = {
-        {"length shorter than the text", std::string("$GPTXT,1*00\0", 12), 6, "$GPTXT"},
-        {"text shorter than the length", std::string("$GPTXT\0garbage", 14), 14, "$GPTXT"},
-        {"huge length stops at the NUL", std::string("$GPTXT\0", 7), 0x7fffffff, "$GPTXT"},
-        {"no NUL: exactly length bytes", "$GPTXT,unterminated", 19, "$GPTXT,unterminated"},
-        {"zero length", std::string("$GPTXT\0", 7), 0, ""},
-        {"negative length", std::string("$GPTXT\0", 7), -5, ""},
-        {"extension cut short is forwarded", "$GPZQLOC,1", 5, "$GPZQ"},
-        {"longer than a report", std::string(20000, 'A'), 20000, std::string(10203, 'A')},
+        {"length shorter than the text", std::string("$GPTXT,1*00\0", 12), 6, {{54, "$GPTXT"}},
+         {{55, "$GPTXT,1*00"}}},
+        {"text shorter than the length", std::string("$GPTXT\0garbage", 14), 14, {{54, "$GPTXT"}},
+         {{55, "$GPTXT"}}},
+        {"huge length stops at the NUL", std::string("$GPTXT\0", 7), 0x7fffffff,
+         {{54, "$GPTXT"}}, {{55, "$GPTXT"}}},
+        {"zero length: an empty report", std::string("$GPTXT\0", 7), 0, {{54, ""}},
+         {{55, "$GPTXT"}}},
+        {"negative length: an empty report", std::string("$GPTXT\0", 7), -5, {{54, ""}},
+         {{55, "$GPTXT"}}},
+        {"empty text", std::string("\0", 1), 0, {{54, ""}}, {{55, ""}}},
+        {"extension cut short is still the extension", std::string("$GPZQLOC,1\0", 11), 5, {},
+         {}},
+        {"extension name cut by its NUL is forwarded", std::string("$GPZQ\0", 6), 9,
+         {{54, "$GPZQ"}}, {{55, "$GPZQ"}}},
+        {"longer than a report", std::string(20000, 'A') + '\0', 20000,
+         {{54, std::string(10203, 'A')}}, {{55, std::string(10203, 'A')}}},
     };
-    g_gnssPortFlag = 1;
     for (const Length& c : cases) {
         SCOPED_TRACE(c.what);
-        P().reset();
         // A heap copy of exactly the bytes, so that reading past them is caught.
         std::vector<char> buf(c.bytes.begin(), c.bytes.end());
+        P().reset();
+        g_gnssPortFlag = 1;
+        g_nmeaPortFlag = 0;
+        g_fixsionFlag = 0;
         AT_nmea_cb(0, buf.data(), c.length);
-        if (c.sent.empty()) {
-            EXPECT_TRUE(P().sent.empty());
-        } else {
-            EXPECT_EQ(reports(), (std::vector<Report>{{54, c.sent}}));
-        }
+        EXPECT_EQ(reports(), c.gnss_port);
+        P().reset();
+        g_gnssPortFlag = 0;
+        g_nmeaPortFlag = 1;
+        g_fixsionFlag = 1;
+        AT_nmea_cb(0, buf.data(), c.length);
+        EXPECT_EQ(reports(), c.copy);
     }
     AT_nmea_cb(0, nullptr, 10);
 }
