@@ -435,6 +435,7 @@ int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
         return gnss_refuse(pOut, gps_err_retenum(err), nullptr);
     }
     int32_t lto = t.lto_lock;
+    err = 0;
     if (gpsclient_ltofeature(GPS_OP_SET, &lto, &err) == 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_GPS_SetAgpstypeFeature set lto lock failed!\r\n");
         return gnss_refuse(pOut, gps_err_retenum(err), nullptr);
@@ -442,6 +443,7 @@ int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
     int32_t mode = t.mode_from_supl ? m : 0;
     g_AgpsTypeCfgNv[kNvTypeByte] = t.nv_code;
     TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_GPS_SetAgpstypeFeature mode is %d\r\n", mode);
+    err = 0;
     if (gpsclient_operateMode(GPS_OP_SET, &mode, &err) == 0) {
         return gnss_client_failed(pOut, err);
     }

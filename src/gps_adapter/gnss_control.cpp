@@ -168,6 +168,7 @@ int32_t GNSS_IOCTRL_Gnss_Radio(int32_t state) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "GNSS_IOCTRL_Gnss_Radio stop fix failed %d\r\n", err);
             return -1;
         }
+        err = 0;
         if (gpsclient_WPCAP(GPS_OP_SET, &state, &err) == 0) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "GNSS_IOCTRL_Gnss_Radio set radio failed %d\r\n", err);
             return -1;

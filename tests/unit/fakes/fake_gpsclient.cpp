@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include <gtest/gtest.h>
+
 #include "fake_services.h"
 #include "module_info.h"
 
@@ -65,11 +67,16 @@ int32_t answer(fake::GpsCall call, std::initializer_list<int32_t*> values, int32
     if (gps().on_call) {
         gps().on_call(fn);
     }
+    // The adapter hands every error word over as 0.
+    if (err != nullptr && *err != 0) {
+        ADD_FAILURE() << fn << " called with error word " << *err;
+    }
     const fake::GpsReply r = gps().next(fn);
+    // A failure writes its number; a success may leave one behind too.
+    if (err != nullptr && (r.result == 0 || r.err != 0)) {
+        *err = r.err;
+    }
     if (r.result == 0) {
-        if (err != nullptr) {
-            *err = r.err;
-        }
         return 0;
     }
     size_t i = 0;
@@ -214,11 +221,16 @@ int32_t record_call(const char* fn, int32_t op, Record* rec, int32_t* err) {
     }
     c.err_null = err == nullptr;
     gps().calls.push_back(std::move(c));
+    // The adapter hands every error word over as 0.
+    if (err != nullptr && *err != 0) {
+        ADD_FAILURE() << fn << " called with error word " << *err;
+    }
     const fake::GpsReply r = gps().next(fn);
+    // A failure writes its number; a success may leave one behind too.
+    if (err != nullptr && (r.result == 0 || r.err != 0)) {
+        *err = r.err;
+    }
     if (r.result == 0) {
-        if (err != nullptr) {
-            *err = r.err;
-        }
         return 0;
     }
     if (rec != nullptr) {

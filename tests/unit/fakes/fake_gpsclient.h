@@ -29,7 +29,7 @@ struct GpsCall {
 // How a call answers.
 struct GpsReply {
     int32_t result = 1;        // 0 = failure
-    int32_t err = 0;           // written to the error word on failure
+    int32_t err = 0;           // written to the error word on failure, and on success when set
     std::vector<int32_t> out;  // written to the values on success; empty leaves them
     std::string text;          // gpsclient_WPURL get: the address written; record calls: bytes
                                // written over the record's start on success

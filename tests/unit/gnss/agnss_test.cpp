@@ -84,6 +84,16 @@ TEST_F(Agnss, TypeSetsLocksModeAndStoredCode) {
     EXPECT_EQ(N().items[58], item(3, 0));
 }
 
+// A call that succeeds may leave a number in its error word; the fake fails
+// the test when a later call is handed that word unzeroed.
+TEST_F(Agnss, EveryCallGetsAZeroedErrorWord) {
+    G().on("gpsclient_suplfeature").err = 281;
+    G().on("gpsclient_ltofeature").err = 282;
+    N().items[58] = item(0, 0);
+    EXPECT_EQ(at_set("^AGPSTYPECFG", {2}).text(), "\r\nOK\r\n");
+    EXPECT_EQ(G().count("gpsclient_operateMode"), 1u);
+}
+
 // The results chosen where the behaviour is open: none of them writes the item.
 TEST_F(Agnss, NvAndClientFailuresLeaveTheItem) {
     using Calls = std::vector<std::string>;

@@ -186,6 +186,13 @@ TEST_F(Control, RadioSwitchStopsAndResumesWhoeverRan) {
     }
 }
 
+TEST_F(Control, RadioOffHandsTheRadioCallAZeroedErrorWord) {
+    G().on("gpsclient_stopFix").err = 283;  // left behind by a successful stop
+    flags(0, 0, 1);
+    EXPECT_EQ(GNSS_IOCTRL_Gnss_Radio(0), 0);
+    EXPECT_EQ(G().count("gpsclient_WPCAP"), 1u);
+}
+
 TEST_F(Control, FixSessionStart) {
     g_gnssPortFlag = 1;  // makes the "$GPERR" reports visible on port 54
     G().on("gpsclient_freqAndInterval").out = {12, 60};
