@@ -1,6 +1,7 @@
 // FOTA state reports: registration on the notify bus and the ^FOTASTATE and ^FOTASMS reports.
 #include "update_adapter/fota_reports.h"
 
+#include <cstddef>
 #include <cstring>
 #include <string_view>
 
@@ -79,6 +80,16 @@ constexpr UpdateEvent kUpdateEvents[] = {
     {UPDATE_EVT_SMS_POLICY, [](uintptr_t, uintptr_t) { return at_update_policy_report(); }},
 };
 
+// Bytes of the record that the text chosen for a state reads: the state word
+// alone, the state and its detail, or everything up to the size for a new
+// version.
+uint32_t state_text_needs(uint32_t state) {
+    if (state == FOTA_STATE_NEW_VERSION) {
+        return offsetof(FotaStateInfo, size) + sizeof(FotaStateInfo::size);
+    }
+    return reports_detail(state) ? sizeof(FotaStateInfo) : sizeof(FotaStateInfo::state);
+}
+
 }  // namespace
 
 int32_t at_update_init(void) {
@@ -114,8 +125,11 @@ int32_t at_update_state_report(const FotaStateInfo* info, uint32_t length) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "at_update_state_report null params!\r\n");
         return TANDREL_FAIL;
     }
-    // A shorter record would be read past its end.
-    if (length < sizeof(FotaStateInfo)) {
+    // Only the bytes the service handed over are read; a record shorter than
+    // what its state's text uses is refused rather than read past its end.
+    FotaStateInfo rec{};
+    memcpy(&rec, info, length < sizeof rec ? length : sizeof rec);
+    if (length < sizeof rec.state || length < state_text_needs(rec.state)) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "at_update_state_report record of %u bytes\r\n", length);
         return TANDREL_FAIL;
     }
@@ -123,15 +137,15 @@ int32_t at_update_state_report(const FotaStateInfo* info, uint32_t length) {
     if (!work) {
         return TANDREL_FAIL;
     }
-    if (info->state == FOTA_STATE_NEW_VERSION) {
-        format_new_version(work, *info);
-    } else if (reports_detail(info->state)) {
+    if (rec.state == FOTA_STATE_NEW_VERSION) {
+        format_new_version(work, rec);
+    } else if (reports_detail(rec.state)) {
         new_snprintf_s(work.as<char>(), work.size(), work.size() - 1, "\r\n%s: %d,%d\r\n",
-                       kStateName, static_cast<int32_t>(info->state),
-                       static_cast<int32_t>(info->detail));
+                       kStateName, static_cast<int32_t>(rec.state),
+                       static_cast<int32_t>(rec.detail));
     } else {
         new_snprintf_s(work.as<char>(), work.size(), work.size() - 1, "\r\n%s: %d\r\n", kStateName,
-                       static_cast<int32_t>(info->state));
+                       static_cast<int32_t>(rec.state));
     }
     return send_report(work);
 }
