@@ -61,15 +61,24 @@ void at_set_error(AtResponse* pOut, int32_t retenum) {
 }
 
 int32_t tandrel_send_response(AtResponse* rsp) {
-    // A length past the text field would make the sender read past the
-    // record; such a response is cut to what the field holds.
-    if (rsp->m_length >= sizeof rsp->m_buffer) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "response length %u cut to %zu\r\n", rsp->m_length,
-                      sizeof rsp->m_buffer - 1);
-        rsp->m_length = sizeof rsp->m_buffer - 1;
-        rsp->m_buffer[rsp->m_length] = '\0';
+    if (rsp->m_length < sizeof rsp->m_buffer) {
+        return send_at_response_to_kernel(rsp, at_response_wire_size(*rsp));
     }
-    return send_at_response_to_kernel(rsp, at_response_wire_size(*rsp));
+    // A length past the text field would make the sender read past the
+    // record. The record may be a caller's (a ready-made report), which is
+    // left as it was handed over: a copy cut to what the field holds is sent.
+    TANDREL_TRACE(TRACE_LEVEL_ERROR, "response length %u cut to %zu\r\n", rsp->m_length,
+                  sizeof rsp->m_buffer - 1);
+    OsaBuffer copy(sizeof(AtResponse));
+    if (!copy) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "failed to osa_malloc");
+        return TANDREL_FAIL;
+    }
+    auto* cut = copy.as<AtResponse>();
+    osa_memcpy_s(cut, sizeof *cut, rsp, sizeof *rsp);
+    cut->m_length = sizeof cut->m_buffer - 1;
+    cut->m_buffer[cut->m_length] = '\0';
+    return send_at_response_to_kernel(cut, at_response_wire_size(*cut));
 }
 
 int32_t nl_syswatch_event_report(uint32_t len, const void* data) {

@@ -147,11 +147,19 @@ TEST_F(Unsolicited, ReadyMadeReportsAreSentWithTheirWireSize) {
     EXPECT_EQ(P().sent.size(), 1u);
 }
 
-TEST_F(Unsolicited, LengthPastTheTextFieldIsCut) {
+// The caller's record is left as it was handed over; what is sent is a
+// copy whose length fits the text field.
+TEST_F(Unsolicited, LengthPastTheTextFieldIsCutOnACopy) {
     AtResponse rsp{};
+    std::memset(rsp.m_buffer, 'A', sizeof rsp.m_buffer);
     rsp.m_length = 20000;
-    EXPECT_EQ(tandrel_send_unsolid_data(&rsp), 0);
+    EXPECT_EQ(tandrel_notify_handler(58000, reinterpret_cast<uintptr_t>(&rsp), 0), 0);
+    EXPECT_EQ(rsp.m_length, 20000u);
+    EXPECT_EQ(rsp.m_buffer[sizeof rsp.m_buffer - 1], 'A');
+    const AtResponse sent = P().last_sent().record();
     EXPECT_EQ(P().last_sent().size, sizeof(AtResponse));
+    EXPECT_EQ(sent.m_length, sizeof rsp.m_buffer - 1);
+    EXPECT_EQ(sent.m_buffer[sizeof rsp.m_buffer - 1], '\0');
 }
 
 }  // namespace
