@@ -32,6 +32,9 @@ struct RecorderAudendInfo {
 
 // Payload of event 79002. When data_len is 0, data holds a NUL-terminated
 // tag instead: "rec" (file_name names the file) or "ram_size".
+// The record is 1562 bytes as the engine lays it out: packed to 2 bytes so
+// that no tail padding follows the packet number.
+#pragma pack(push, 2)
 struct RecorderFileData {
     int32_t data_len;   // number of data characters
     uint32_t file_size;
@@ -40,6 +43,13 @@ struct RecorderFileData {
     uint8_t kind;       // RECORDER_FILEDATA_READ, else a write acknowledgement
     uint16_t packet_no;
 };
+#pragma pack(pop)
+static_assert(sizeof(RecorderFileData) == 1562);
+static_assert(offsetof(RecorderFileData, file_size) == 4);
+static_assert(offsetof(RecorderFileData, data) == 8);
+static_assert(offsetof(RecorderFileData, file_name) == 1549);
+static_assert(offsetof(RecorderFileData, kind) == 1559);
+static_assert(offsetof(RecorderFileData, packet_no) == 1560);
 
 // Carry out ^AUDREC, ^RECCFG and ^FILEIO: they write the whole reply text into
 // m_buffer and may set m_retenum; -1 is failure. During a ^FILEIO read the

@@ -77,12 +77,13 @@ int32_t at_recorder_audrec_exec(AtRequest* pIn, AtResponse* pOut) {
             return refuse(pOut, REC_RET_REFUSED);
         }
     }
-    // Taken before the engine call and given back only by the end report,
-    // even when the engine fails: the engine may have started anyway.
-    if (is_set && (operation == kAudrecRecord || operation == kAudrecPlay)) {
+    // Taken before the engine call, whatever the request type, and given
+    // back only by the end report, even when the engine fails: the engine
+    // may have started anyway.
+    if (operation == kAudrecRecord || operation == kAudrecPlay) {
         rec_tts_at_cmd_perm_set(AUDIO_PERM_RECORDER);
     }
-    if (is_set && operation == kAudrecRecord && para_text(*pIn, 1) == "RAM") {
+    if (operation == kAudrecRecord && para_text(*pIn, 1) == "RAM") {
         g_IsRamRecordInProgress = 1;
     }
 

@@ -227,16 +227,17 @@ int32_t recorder_filedata_handle(const void* info, uintptr_t length) {
     }
     RecorderFileData pkt{};
     take_payload(&pkt, info, length);
-    if (pkt.data_len < 0 ||
-        (pkt.kind == RECORDER_FILEDATA_READ && static_cast<size_t>(pkt.data_len) > sizeof pkt.data)) {
+    // An acknowledgement reports its numbers whatever they are; read data
+    // must fit the record it came in.
+    if (pkt.kind != RECORDER_FILEDATA_READ) {
+        return report_write_ack(pkt);
+    }
+    if (pkt.data_len < 0 || static_cast<size_t>(pkt.data_len) > sizeof pkt.data) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "recorder_filedata_handle bad data_len %d, packet dropped\r\n",
                       pkt.data_len);
         return TANDREL_FAIL;
     }
-    if (pkt.kind == RECORDER_FILEDATA_READ) {
-        return report_read_data(pkt, static_cast<size_t>(pkt.data_len));
-    }
-    return report_write_ack(pkt);
+    return report_read_data(pkt, static_cast<size_t>(pkt.data_len));
 }
 
 extern "C" int32_t recorder_event_dispatch(uint32_t event, uintptr_t arg1, uintptr_t arg2) {

@@ -31,15 +31,16 @@ int32_t at_tts_send(AtRequest* pIn, AtResponse* pOut) {
     if (pIn->m_type == NL_TYPE_QUERY || (is_set && pIn->m_para_count == 0)) {
         return refuse(pOut, TTS_RET_REFUSED);
     }
-    // Only a set can start speech; a test goes straight to the engine.
-    bool start_speech = false;
+    // A parameter 1 with a non-zero value asks for speech; whatever the
+    // request type, a successful engine call then takes the audio path. Only
+    // a set is checked first; a test goes straight to the engine.
+    const std::string_view mode = para_text(*pIn, 0);
+    const bool start_speech = is_decimal(mode) && non_zero(mode);
     if (is_set) {
-        const std::string_view mode = para_text(*pIn, 0);
         if (!is_decimal(mode)) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "at_tts_send invalid param!\r\n");
             return refuse(pOut, TTS_RET_ERROR);
         }
-        start_speech = non_zero(mode);
         if (start_speech && tts_audend == 0) {
             TANDREL_TRACE(TRACE_LEVEL_ERROR, "at_tts_send tts is playing!\r\n");
             return refuse(pOut, TTS_RET_REFUSED);

@@ -145,12 +145,15 @@ TEST_F(RecorderReports, MalformedLengthsAreDropped) {
     const RecorderFileData negative_read = fake::read_packet("", 1);
     RecorderFileData negative = negative_read;
     negative.data_len = -2;
-    RecorderFileData negative_ack = fake::ack_packet(2, -5);
-    for (const RecorderFileData& p : {beyond, negative, negative_ack}) {
+    for (const RecorderFileData& p : {beyond, negative}) {
         EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, p), -1);
     }
     EXPECT_TRUE(P().sent.empty());
     EXPECT_EQ(ram_written_size, 100);
+    // An acknowledgement reports and counts whatever length it carries.
+    EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, fake::ack_packet(2, -5)), 0);
+    EXPECT_EQ(P().last_sent().text(), "\r\n^FILEIO: 2,-5\r\n");
+    EXPECT_EQ(ram_written_size, 95);
 
     // Counts that would overflow the RAM size saturate.
     EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, fake::ack_packet(2, 2147483647)), 0);

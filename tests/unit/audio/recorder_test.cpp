@@ -61,6 +61,7 @@ TEST_F(Recorder, AudrecChecks) {
         {"record RAM with a third parameter stays quoted", 0, {"1", "\"RAM\"", "5"}, 0, -1, -1, 1, 0},
         {"record without a file", 0, {"1"}, 0, -1, -1, 1, 0},
         {"query takes nothing", 1, {}, 2, -1, -1, 2, 0},
+        {"test with a record operation takes the path", 2, {"1", "\"RAM\""}, 0, -1, -1, 1, 1},
     };
     for (const AudrecCase& c : cases) {
         SCOPED_TRACE(c.what);

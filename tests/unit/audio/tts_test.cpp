@@ -41,6 +41,7 @@ TEST_F(Tts, ChecksBeforeTheEngine) {
         {"stop while the recorder holds the path", at_tts_send, 0, {"0"}, 1, 1, 1, -1},
         {"long mode number is a start", at_tts_send, 0, {"00000000000000000001"}, 1, 1, 0, -1},
         {"test while disabled", at_tts_send, 2, {}, 0, 0, 1, -1},
+        {"test with a start mode takes the path", at_tts_send, 2, {"1", "\"hi\""}, 0, 1, 0, -1},
         {"cfg set without parameters", at_tts_cfg, 0, {}, 1, 1, 0, 193},
         {"cfg value missing", at_tts_cfg, 0, {"1"}, 1, 1, 0, 194},
         {"cfg query while speaking", at_tts_cfg, 1, {}, 1, 0, 2, -1},
@@ -62,8 +63,8 @@ TEST_F(Tts, ChecksBeforeTheEngine) {
             EXPECT_EQ(fake::audio().calls.size(), 1u);
             EXPECT_EQ(o->m_retenum, 0);
             EXPECT_EQ(o.text(), "\r\nOK\r\n");
-            // Only a set with a non-zero mode starts speech.
-            const bool starts = c.handler == at_tts_send && c.type == 0 &&
+            // A non-zero mode starts speech, whatever the request type.
+            const bool starts = c.handler == at_tts_send && !c.paras.empty() &&
                                 c.paras[0].find_first_not_of('0') != std::string::npos;
             EXPECT_EQ(tts_audend, starts ? 0u : c.audend);
             EXPECT_EQ(rec_tts_at_cmd_perm_get(), starts ? AUDIO_PERM_TTS : c.perm);
