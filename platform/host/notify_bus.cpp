@@ -68,6 +68,7 @@ struct Bus {
     uint32_t module_count = 0;
     int wake_fd = -1;  // eventfd: wakes the socket thread to end
     int sock_fd = -1;
+    bool sock_tried = false;
     bool loop_running = false;
     bool stop = false;
     bool sock_stop = false;  // the socket thread is to end
@@ -92,10 +93,22 @@ bool ready_locked(Bus& b) {
     return b.wake_fd >= 0;
 }
 
-bool ready() {
+// Readies the bus and opens its socket, once, by whichever comes first: the
+// daemon's init_notify (before it registers with the driver, so a process
+// that sees the daemon registered finds the socket) or the event loop's
+// preparation. Datagrams that arrive before the loop runs wait in the socket.
+bool open_bus() {
     Bus& b = bus();
     std::lock_guard<std::mutex> lock(b.mu);
-    return ready_locked(b);
+    if (!ready_locked(b)) {
+        return false;
+    }
+    if (!b.sock_tried) {
+        b.sock_tried = true;
+        // Without its socket the bus still serves the daemon's own threads.
+        b.sock_fd = notify_socket_open();
+    }
+    return true;
 }
 
 void wake(int fd) {
@@ -318,16 +331,7 @@ int32_t QSP_MSG_Init(const char* name) {
 }
 
 int32_t QSP_UTIL_SockBaseRegEvtProc(void) {
-    if (!ready()) {
-        return -1;
-    }
-    Bus& b = bus();
-    std::lock_guard<std::mutex> lock(b.mu);
-    if (b.sock_fd < 0) {
-        // Without its socket the bus still serves the daemon's own threads.
-        b.sock_fd = notify_socket_open();
-    }
-    return 0;
+    return open_bus() ? 0 : -1;
 }
 
 void* QSP_UTIL_SockBaseStart(void* /*arg*/) {
@@ -378,7 +382,7 @@ void* QSP_UTIL_SockBaseStart(void* /*arg*/) {
 }
 
 int32_t init_notify(void) {
-    return ready() ? 0 : -1;
+    return open_bus() ? 0 : -1;
 }
 
 int32_t register_notify_handler(uint32_t module, NotifyCallback first, NotifyCallback second) {

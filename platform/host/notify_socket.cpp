@@ -16,9 +16,6 @@ namespace {
 
 // At most this many datagrams per wake-up, so posted events are not starved.
 constexpr int kDrainBatch = 64;
-// Payload copies of events from other processes are at least one request or
-// response buffer long (see notify_bus_raise_padded).
-constexpr uint32_t kMinCopy = 10240;
 
 // Whether a live process is bound to path: connecting to a datagram socket
 // succeeds only while someone holds it.
@@ -54,14 +51,14 @@ NotifyWireStatus take(msghdr& m, ssize_t n, const uint8_t* data) {
         return NotifyWireStatus::TooLarge;
     }
     NotifyEvent e{};
-    const NotifyWireStatus s = notify_wire_decode(data, static_cast<uint32_t>(n), &e);
+    const NotifyWireStatus s = notify_wire_accept(data, static_cast<uint32_t>(n), &e);
     if (s != NotifyWireStatus::Queued) {
         return s;
     }
     if (!notify_bus_has_callback(e.module, e.slot)) {
         return NotifyWireStatus::UnknownModule;
     }
-    return notify_bus_raise_padded(e, kMinCopy) == 0 ? NotifyWireStatus::Queued : NotifyWireStatus::Failed;
+    return notify_bus_raise_padded(e, NOTIFY_WIRE_MIN_COPY) == 0 ? NotifyWireStatus::Queued : NotifyWireStatus::Failed;
 }
 
 }  // namespace

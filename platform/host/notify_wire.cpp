@@ -3,7 +3,12 @@
 
 #include <cstring>
 
+#include "ipstack.h"
 #include "le_bytes.h"
+#include "online_update.h"
+#include "recorder.h"
+#include "tandrel_core.h"
+#include "tts.h"
 
 namespace {
 constexpr uint8_t kSlotFirst = 0;
@@ -11,6 +16,34 @@ constexpr uint8_t kSlotSecond = 1;
 constexpr uint8_t kLayoutLenPtr = 0;
 constexpr uint8_t kLayoutPtrLen = 1;
 constexpr uint8_t kLayoutWords = 2;
+
+// The daemon's events, by ranges of event numbers: each handler reads its
+// arguments as the module's own senders fill them.
+struct ShapeRow {
+    uint32_t module;
+    uint32_t first_event;
+    uint32_t last_event;
+    NotifyEventShape shape;
+};
+constexpr NotifyEventShape kRecordFirst{NotifySlot::First, NotifyLayout::PtrLen};
+constexpr NotifyEventShape kRecordSecond{NotifySlot::Second, NotifyLayout::PtrLen};
+constexpr NotifyEventShape kWordsSecond{NotifySlot::Second, NotifyLayout::Words};
+constexpr ShapeRow kShapes[] = {
+    {NOTIFY_MODULE_TANDREL, TANDREL_EVT_UNSOLICITED, TANDREL_EVT_UNSOLICITED, kRecordFirst},
+    {NOTIFY_MODULE_TANDREL, TANDREL_EVT_AT_REQUEST, TANDREL_EVT_AT_REQUEST,
+     {NotifySlot::Second, NotifyLayout::LenPtr}},
+    {NOTIFY_MODULE_TANDREL, 58002, 58013, kRecordSecond},  // GNSS control events
+    {NOTIFY_MODULE_TANDREL, TANDREL_EVT_HBE_TIMER, TANDREL_EVT_HBE_TIMER, kWordsSecond},
+    {NOTIFY_MODULE_TANDREL, 58015, 58015, kRecordSecond},  // GNSS radio
+    {NOTIFY_MODULE_IPSTACK, IPSTACK_EVT_DATA, IPSTACK_EVT_LATE_RESULT, kRecordFirst},
+    {NOTIFY_MODULE_UPDATE, UPDATE_EVT_STATE, UPDATE_EVT_STATE, kRecordFirst},
+    {NOTIFY_MODULE_UPDATE, UPDATE_EVT_STATE_PAIR, UPDATE_EVT_SMS_POLICY, kWordsSecond},
+    {NOTIFY_MODULE_TTS, TTS_EVT_AUDEND, TTS_EVT_AUDEND, kRecordFirst},
+    {NOTIFY_MODULE_RECORDER, RECORDER_EVT_AUDEND, RECORDER_EVT_AUDEND, kRecordFirst},
+    {NOTIFY_MODULE_RECORDER, RECORDER_EVT_FILEDATA, RECORDER_EVT_FILEDATA, kRecordFirst},
+    {NOTIFY_MODULE_RECORDER, RECORDER_EVT_RING, RECORDER_EVT_RING, kRecordFirst},
+};
+
 }  // namespace
 
 const char* notify_wire_status_text(NotifyWireStatus s) {
@@ -21,6 +54,7 @@ const char* notify_wire_status_text(NotifyWireStatus s) {
         case NotifyWireStatus::TooLarge: return "payload too large";
         case NotifyWireStatus::NotPermitted: return "sender not permitted";
         case NotifyWireStatus::Failed: return "bus could not queue the event";
+        case NotifyWireStatus::WrongLayout: return "the daemon takes this event in another layout";
     }
     return "unknown status";
 }
@@ -85,6 +119,26 @@ NotifyWireStatus notify_wire_decode(const uint8_t* in, uint32_t n, NotifyEvent* 
     return NotifyWireStatus::Queued;
 }
 
+bool notify_event_shape(uint32_t module, uint32_t event, NotifyEventShape* shape) {
+    for (const ShapeRow& r : kShapes) {
+        if (r.module == module && event >= r.first_event && event <= r.last_event) {
+            *shape = r.shape;
+            return true;
+        }
+    }
+    return false;
+}
+
+NotifyWireStatus notify_wire_accept(const uint8_t* in, uint32_t n, NotifyEvent* e) {
+    const NotifyWireStatus s = notify_wire_decode(in, n, e);
+    NotifyEventShape shape{};
+    if (s == NotifyWireStatus::Queued && notify_event_shape(e->module, e->event, &shape) &&
+        shape.layout != e->layout) {
+        return NotifyWireStatus::WrongLayout;
+    }
+    return s;
+}
+
 void notify_wire_encode_reply(NotifyWireStatus s, uint8_t out[NOTIFY_WIRE_REPLY_SIZE]) {
     le_put_u32(out, NOTIFY_WIRE_REPLY_MAGIC);
     le_put_u32(out + 4, static_cast<uint32_t>(s));
@@ -95,7 +149,7 @@ bool notify_wire_decode_reply(const uint8_t* in, uint32_t n, NotifyWireStatus* s
         return false;
     }
     const uint32_t v = le_get_u32(in + 4);
-    if (v > static_cast<uint32_t>(NotifyWireStatus::Failed)) {
+    if (v > static_cast<uint32_t>(NotifyWireStatus::WrongLayout)) {
         return false;
     }
     *s = static_cast<NotifyWireStatus>(v);

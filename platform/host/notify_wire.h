@@ -18,6 +18,10 @@ inline constexpr uint32_t NOTIFY_WIRE_MAGIC = 0x31424E54;
 inline constexpr uint32_t NOTIFY_WIRE_HEADER_SIZE = 32;
 inline constexpr uint32_t NOTIFY_WIRE_MAX_PAYLOAD = 10240;
 inline constexpr uint32_t NOTIFY_WIRE_MAX_SIZE = NOTIFY_WIRE_HEADER_SIZE + NOTIFY_WIRE_MAX_PAYLOAD;
+// The payload of an event from another process reaches its callback in a
+// zero-filled copy at least this long (one request or response buffer), so a
+// handler that reads a whole record cannot read past it.
+inline constexpr uint32_t NOTIFY_WIRE_MIN_COPY = 10240;
 
 // Reply datagram: u32 magic "TNBR", i32 status.
 inline constexpr uint32_t NOTIFY_WIRE_REPLY_MAGIC = 0x52424E54;
@@ -30,6 +34,7 @@ enum class NotifyWireStatus : int32_t {
     TooLarge = 3,       // payload above NOTIFY_WIRE_MAX_PAYLOAD
     NotPermitted = 4,   // sent by another user
     Failed = 5,         // the bus could not queue it
+    WrongLayout = 6,    // an event of the daemon's in another layout than it takes
 };
 
 const char* notify_wire_status_text(NotifyWireStatus s);
@@ -41,6 +46,21 @@ uint32_t notify_wire_encode(const NotifyEvent& e, uint8_t* out, uint32_t out_siz
 // Reads a datagram of n bytes. On Queued, *e describes the event and its
 // payload points into in; any other value says what is wrong.
 NotifyWireStatus notify_wire_decode(const uint8_t* in, uint32_t n, NotifyEvent* e);
+
+// The callback and argument layout the daemon takes one of its own events
+// with (modules 58, 62, 63, 69 and 80). False for any other event: those are
+// delivered as sent, and their callbacks refuse what they do not serve.
+struct NotifyEventShape {
+    NotifySlot slot;
+    NotifyLayout layout;
+};
+bool notify_event_shape(uint32_t module, uint32_t event, NotifyEventShape* shape);
+
+// Decodes a datagram from another process (notify_wire_decode) and refuses an
+// event of the daemon's that comes in another layout than the daemon takes it
+// with: a word that a handler reads as a pointer is then always the bus's
+// own copy of the payload, never a sender's number.
+NotifyWireStatus notify_wire_accept(const uint8_t* in, uint32_t n, NotifyEvent* e);
 
 void notify_wire_encode_reply(NotifyWireStatus s, uint8_t out[NOTIFY_WIRE_REPLY_SIZE]);
 // False when the datagram is not a reply.

@@ -316,6 +316,13 @@ TEST_F(BusSocket, EventsFromOtherProcessesAreCheckedStrictly) {
     one_byte_too_many.resize(NOTIFY_WIRE_MAX_SIZE + 1);
     NotifyEvent unknown = words;
     unknown.module = 999;
+    // GNSS control events carry a pointer: only a payload layout with the
+    // pointer first reaches their handler.
+    const NotifyEvent control_words{58, 58006, NotifySlot::Second, NotifyLayout::Words, nullptr, 0, 1, 0};
+    NotifyEvent control_len_ptr = bytes;
+    control_len_ptr.module = 58;
+    control_len_ptr.event = 58006;
+    control_len_ptr.layout = NotifyLayout::LenPtr;
     NotifyEvent no_first = words;
     no_first.module = kSecondOnlyModule;
     no_first.slot = NotifySlot::First;
@@ -334,6 +341,8 @@ TEST_F(BusSocket, EventsFromOtherProcessesAreCheckedStrictly) {
         {"reserved bits", with(datagram(words), 15, 1), NotifyWireStatus::Malformed},
         {"words with a payload", words_and_payload, NotifyWireStatus::Malformed},
         {"payload with words", with(datagram(bytes), 16, 1), NotifyWireStatus::Malformed},
+        {"pointer event as words", datagram(control_words), NotifyWireStatus::WrongLayout},
+        {"pointer event as length, pointer", datagram(control_len_ptr), NotifyWireStatus::WrongLayout},
         {"module not registered", datagram(unknown), NotifyWireStatus::UnknownModule},
         {"no callback in that slot", datagram(no_first), NotifyWireStatus::UnknownModule},
         {"payload one byte too long", one_byte_too_many, NotifyWireStatus::TooLarge},

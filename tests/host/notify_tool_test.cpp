@@ -36,6 +36,27 @@ TEST(NotifyArgs, AcceptedCommandLines) {
     EXPECT_EQ(a.event.layout, NotifyLayout::PtrLen);
     EXPECT_EQ(a.payload, (std::vector<uint8_t>{0xA0, 0xFF, 5}));
     EXPECT_EQ(a.event.len, 3u);
+
+    // Without options an event of the daemon's goes as the daemon takes it.
+    const struct {
+        const char* module;
+        const char* event;
+        NotifySlot slot;
+        NotifyLayout layout;
+    } defaults[] = {
+        {"58", "58006", NotifySlot::Second, NotifyLayout::PtrLen},
+        {"58", "58000", NotifySlot::First, NotifyLayout::PtrLen},
+        {"58", "58001", NotifySlot::Second, NotifyLayout::LenPtr},
+        {"63", "63000", NotifySlot::First, NotifyLayout::PtrLen},
+        {"80", "79002", NotifySlot::First, NotifyLayout::PtrLen},
+        {"158", "1", NotifySlot::Second, NotifyLayout::LenPtr},
+    };
+    for (const auto& d : defaults) {
+        SCOPED_TRACE(d.event);
+        ASSERT_TRUE(parse({d.module, d.event, "--hex", "01:01:00"}, &a, &error)) << error;
+        EXPECT_EQ(a.event.slot, d.slot);
+        EXPECT_EQ(a.event.layout, d.layout);
+    }
 }
 
 TEST(NotifyArgs, RefusedCommandLines) {

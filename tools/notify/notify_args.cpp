@@ -58,19 +58,21 @@ const char* notify_usage(void) {
            "                      MODULE EVENT [W1 [W2] | --hex BYTES | --text TEXT]\n"
            "Raises one event on the notify bus of the daemon running in DIR\n"
            "(default: $TANDREL_RUN_DIR, else ./run).\n"
-           "  --first, --second   callback of the module that gets it (default second)\n"
+           "  --first, --second   callback of the module that gets it (default: the one\n"
+           "                      the daemon takes the event with, else second)\n"
            "  W1 W2               two argument words (default 0), no payload\n"
            "  --hex BYTES         payload in hex, e.g. 01:03:05 or 010305\n"
            "  --text TEXT         payload: the bytes of TEXT (a zero byte follows it)\n"
-           "  --len-ptr           payload passed as (length, pointer) (default)\n"
+           "  --len-ptr           payload passed as (length, pointer)\n"
            "  --ptr-len           payload passed as (pointer, length)\n"
+           "                      (default: the daemon's layout for the event, else --len-ptr)\n"
            "Numbers are decimal or 0x-hexadecimal. Exit status: 0 queued, 1 refused\n"
            "by the bus, 2 usage error, 3 bus not reachable.\n";
 }
 
 bool notify_parse_args(int argc, const char* const* argv, NotifyArgs* out, std::string* error) {
     *out = NotifyArgs{};
-    out->event.slot = NotifySlot::Second;
+    const char* slot_opt = nullptr;
     const char* layout_opt = nullptr;
     bool have_payload = false;
     std::vector<const char*> positional;
@@ -86,7 +88,7 @@ bool notify_parse_args(int argc, const char* const* argv, NotifyArgs* out, std::
         if (strcmp(a, "--run-dir") == 0) {
             out->run_dir = argv[++i];
         } else if (strcmp(a, "--first") == 0 || strcmp(a, "--second") == 0) {
-            out->event.slot = a[2] == 'f' ? NotifySlot::First : NotifySlot::Second;
+            slot_opt = a;
         } else if (strcmp(a, "--len-ptr") == 0 || strcmp(a, "--ptr-len") == 0) {
             layout_opt = a;
         } else if (strcmp(a, "--hex") == 0 || strcmp(a, "--text") == 0) {
@@ -124,6 +126,13 @@ bool notify_parse_args(int argc, const char* const* argv, NotifyArgs* out, std::
     }
     out->event.module = static_cast<uint32_t>(module);
     out->event.event = static_cast<uint32_t>(event);
+    // An event of the daemon's goes, unless told otherwise, to the callback
+    // and in the layout the daemon takes it with.
+    NotifyEventShape shape{NotifySlot::Second, NotifyLayout::LenPtr};
+    (void)notify_event_shape(out->event.module, out->event.event, &shape);
+    out->event.slot = slot_opt == nullptr       ? shape.slot
+                      : slot_opt[2] == 'f' ? NotifySlot::First
+                                           : NotifySlot::Second;
 
     if (have_payload) {
         if (positional.size() > 2) {
@@ -134,9 +143,13 @@ bool notify_parse_args(int argc, const char* const* argv, NotifyArgs* out, std::
             *error = "payload above " + std::to_string(NOTIFY_WIRE_MAX_PAYLOAD) + " bytes";
             return false;
         }
-        out->event.layout = layout_opt != nullptr && strcmp(layout_opt, "--ptr-len") == 0
-                                ? NotifyLayout::PtrLen
-                                : NotifyLayout::LenPtr;
+        if (layout_opt != nullptr) {
+            out->event.layout =
+                strcmp(layout_opt, "--ptr-len") == 0 ? NotifyLayout::PtrLen : NotifyLayout::LenPtr;
+        } else {
+            out->event.layout =
+                shape.layout != NotifyLayout::Words ? shape.layout : NotifyLayout::LenPtr;
+        }
         out->event.len = static_cast<uint32_t>(out->payload.size());
         return true;
     }
