@@ -95,8 +95,8 @@ def main():
     platform_dir, out_dir, groups = sys.argv[1], sys.argv[2], sys.argv[3:]
     headers = sorted(h for h in os.listdir(platform_dir) if h.endswith(".h"))
     owner = {}
-    for spec in groups:
-        group, names = spec.split("=")
+    for entry in groups:
+        group, names = entry.split("=")
         for h in names.split(","):
             if h not in headers or h in owner:
                 sys.exit(f"stand-in group {group}: {h} is not a platform header or is in two groups")
@@ -106,8 +106,8 @@ def main():
 
     os.makedirs(out_dir, exist_ok=True)
     every = []
-    for spec in groups:
-        group, names = spec.split("=")
+    for entry in groups:
+        group, names = entry.split("=")
         names = names.split(",")
         out = [PRELUDE.format(group=group, headers=", ".join(names),
                               includes="\n".join(f'#include "{h}"' for h in names))]
