@@ -14,6 +14,20 @@ inline constexpr uint32_t NL_DATA_OFFSET = NL_MSG_HEADER_SIZE + sizeof(NlDeviceE
 // Size of a netlink socket address (sockaddr_nl).
 inline constexpr uint32_t NL_SOCKADDR_SIZE = 12;
 
+// The channel on the module: the kernel AT driver's netlink protocol, and the
+// port id of the kernel itself, where replies go and the only sender whose
+// messages are taken.
+inline constexpr int NL_AT_PROTOCOL = 27;
+inline constexpr uint32_t NL_KERNEL_PORT_ID = 0;
+
+// The protocol and the driver's port id where the daemon runs. No module
+// library provides them: platform/module/ answers the two above, and a
+// development host, which has no protocol 27, answers its own.
+extern "C" {
+int platform_nl_protocol(void);
+uint32_t platform_nl_driver_pid(void);
+}
+
 // Sequence number of the next message the daemon builds.
 extern uint32_t g_nl_seq;
 // The last accepted request, handed to the message loop by post_notify.

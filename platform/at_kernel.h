@@ -1,4 +1,4 @@
-// Platform link to the kernel AT driver: the response sender and the netlink addressing.
+// Platform link to the kernel AT driver: the response sender and its socket.
 #pragma once
 
 #include <pthread.h>
@@ -16,10 +16,4 @@ extern pthread_mutex_t at_response;
 // Sends size bytes of a response or report to the kernel AT driver on
 // g_user_fd, under at_response. Returns 0, or -1 when the send failed.
 int32_t send_at_response_to_kernel(AtResponse* rsp, uint32_t size);
-
-// Netlink protocol number of the AT channel.
-int platform_nl_protocol(void);
-// Netlink port id of the kernel AT driver: where responses go and the only
-// sender whose messages are taken.
-uint32_t platform_nl_driver_pid(void);
 }

@@ -8,6 +8,7 @@
 
 #include "at_kernel.h"
 #include "host_env.h"
+#include "nl_channel.h"
 #include "tandrel_trace.h"
 
 namespace {
@@ -20,6 +21,8 @@ extern "C" {
 int g_user_fd = -1;
 pthread_mutex_t at_response = PTHREAD_MUTEX_INITIALIZER;
 
+// A development kernel has no protocol 27: the simulated driver is a process
+// on NETLINK_USERSOCK, at the port id the tool that started it names.
 int platform_nl_protocol(void) { return NETLINK_USERSOCK; }
 
 uint32_t platform_nl_driver_pid(void) {
