@@ -102,5 +102,8 @@ inline uint32_t at_response_wire_size(const AtResponse& r) {
 
 // Writes a fixed text answer into a response (bounded by m_buffer).
 void at_set_text(AtResponse* pOut, std::string_view text);
+// Formats an answer into a response (bounded by m_buffer) and sets m_length
+// to the text written.
+void at_set_textf(AtResponse* pOut, const char* fmt, ...) __attribute__((format(printf, 2, 3)));
 // Marks a response as failed: m_retenum set, no text.
 void at_set_error(AtResponse* pOut, int32_t retenum);

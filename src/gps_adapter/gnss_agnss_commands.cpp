@@ -65,9 +65,7 @@ void append(AtResponse* pOut, const char* text) {
 
 // "\r\n^NAME: <value>\r\n\r\nOK\r\n".
 void answer_value(AtResponse* pOut, const char* name, int32_t value) {
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n%s: %d\r\n\r\nOK\r\n", name, value);
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n%s: %d\r\n\r\nOK\r\n", name, value);
 }
 
 // The test operations answer their ranges only while the GNSS radio is on.
@@ -93,9 +91,7 @@ int32_t radio_test(AtRequest* pIn, AtResponse* pOut, const char* name, const cha
         at_set_error(pOut, GPS_RET_RADIO_OFF);
         return TANDREL_OK;
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n%s: %s\r\n\r\nOK\r\n", name, ranges);
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n%s: %s\r\n\r\nOK\r\n", name, ranges);
     return TANDREL_OK;
 }
 
@@ -263,9 +259,7 @@ int32_t AT_GPS_ReadServerAddr(AtRequest* pIn, AtResponse* pOut) {
         return gnss_client_failed(pOut, err);
     }
     address[kServerAddrMax] = '\0';  // whatever the client wrote
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^WPURL: %s\r\n\r\nOK\r\n", address);
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n^WPURL: %s\r\n\r\nOK\r\n", address);
     return TANDREL_OK;
 }
 
@@ -393,11 +387,9 @@ int32_t AT_GPS_ReadAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
     if (gpsclient_AGNSSCFG(GPS_OP_GET, &cfg, &err) == 0) {
         return gnss_client_failed(pOut, err);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^AGNSSCFG: %d,%d,%d,%d\r\n\r\nOK\r\n", static_cast<int32_t>(cfg.asystem),
-                   static_cast<int32_t>(cfg.transport_mode), static_cast<int32_t>(cfg.supl_ver),
-                   static_cast<int32_t>(cfg.sec_mode));
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n^AGNSSCFG: %d,%d,%d,%d\r\n\r\nOK\r\n",
+                 static_cast<int32_t>(cfg.asystem), static_cast<int32_t>(cfg.transport_mode),
+                 static_cast<int32_t>(cfg.supl_ver), static_cast<int32_t>(cfg.sec_mode));
     return TANDREL_OK;
 }
 

@@ -37,11 +37,6 @@ bool count_ok(const AtRequest* pIn, AtResponse* pOut, uint32_t min, uint32_t max
     return true;
 }
 
-// Sets m_length to the text written into m_buffer.
-void text_written(AtResponse* pOut) {
-    pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer - 1));
-}
-
 // Starts a text built piece by piece.
 void text_start(AtResponse* pOut) {
     pOut->m_buffer[0] = '\0';
@@ -52,7 +47,7 @@ void text_start(AtResponse* pOut) {
 void append(AtResponse* pOut, const char* piece) {
     const size_t used = pOut->m_length;
     strncpy_s(pOut->m_buffer + used, sizeof pOut->m_buffer - used, piece, strlen(piece));
-    text_written(pOut);
+    pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer - 1));
 }
 
 // A count the client reports, kept to the entries its record holds.
@@ -90,9 +85,7 @@ int32_t read_one(AtRequest* pIn, AtResponse* pOut, const char* name,
     if (call(GPS_OP_GET, &value, &err) == 0) {
         return gnss_client_failed(pOut, err);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n%s: %d\r\n\r\nOK\r\n", name, value);
-    text_written(pOut);
+    at_set_textf(pOut, "\r\n%s: %d\r\n\r\nOK\r\n", name, value);
     return TANDREL_OK;
 }
 
@@ -156,7 +149,7 @@ int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut) {
     char* last = strrchr(pOut->m_buffer, ',');
     if (last != nullptr) {
         *last = '\0';
-        text_written(pOut);
+        pOut->m_length = static_cast<uint32_t>(last - pOut->m_buffer);
     }
     append(pOut, "\r\n\r\nOK\r\n");
     return TANDREL_OK;
@@ -175,15 +168,12 @@ int32_t At_GPS_ReadGnssPos(AtRequest* pIn, AtResponse* pOut) {
     }
     if (pos.latitude == 0.0 && pos.longitude == 0.0 && pos.altitude == 0.0) {
         // No position yet.
-        new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                       "\r\n^GNSSPOS: %d, %d, %d\r\n\r\nOK\r\n", 0, 0, 0);
+        at_set_textf(pOut, "\r\n^GNSSPOS: %d, %d, %d\r\n\r\nOK\r\n", 0, 0, 0);
     } else {
         // The d, d and m after the values are literal letters.
-        new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                       "\r\n^GNSSPOS: %lfd, %lfd, %1fm\r\n\r\nOK\r\n", pos.latitude, pos.longitude,
-                       pos.altitude);
+        at_set_textf(pOut, "\r\n^GNSSPOS: %lfd, %lfd, %1fm\r\n\r\nOK\r\n", pos.latitude,
+                     pos.longitude, pos.altitude);
     }
-    text_written(pOut);
     return TANDREL_OK;
 }
 
@@ -284,9 +274,7 @@ int32_t AT_GPS_ReadZqcust(AtRequest* pIn, AtResponse* pOut) {
     if (gpsclient_ZQCUST(GPS_OP_GET, &operation, &err) == 0) {
         return gnss_client_failed(pOut, err);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^ZQCUST: %d,%d\r\n\r\nOK\r\n", value_of(pIn, 0), operation);
-    text_written(pOut);
+    at_set_textf(pOut, "\r\n^ZQCUST: %d,%d\r\n\r\nOK\r\n", value_of(pIn, 0), operation);
     return TANDREL_OK;
 }
 

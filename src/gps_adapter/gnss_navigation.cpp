@@ -131,9 +131,7 @@ int32_t AT_GPS_ReadNavType(AtRequest* pIn, AtResponse* pOut) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
         return gnss_refuse(pOut, kRetNotReady);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^NAVTYPE:%d\r\n\r\nOK\r\n", g_NavType);
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n^NAVTYPE:%d\r\n\r\nOK\r\n", g_NavType);
     return TANDREL_OK;
 }
 
@@ -218,10 +216,8 @@ int32_t AT_GPS_ReadNavFreq(AtRequest* pIn, AtResponse* pOut) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "not set!\r\n");
         return gnss_refuse(pOut, kRetNotReady);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^NAVFREQ:%d mhz,%d khz,%d hz\r\n\r\nOK\r\n", g_NavFreqMhz, g_NavFreqKhz,
-                   g_NavFreqHz);
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n^NAVFREQ:%d mhz,%d khz,%d hz\r\n\r\nOK\r\n", g_NavFreqMhz, g_NavFreqKhz,
+                 g_NavFreqHz);
     return TANDREL_OK;
 }
 
@@ -274,8 +270,6 @@ int32_t AT_GPS_ReadNavRx(AtRequest* pIn, AtResponse* pOut) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
         return gnss_refuse(pOut, kRetRange);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^NAVRX:%d\r\n\r\nOK\r\n", static_cast<int32_t>(v));
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n^NAVRX:%d\r\n\r\nOK\r\n", static_cast<int32_t>(v));
     return TANDREL_OK;
 }

@@ -96,9 +96,7 @@ int32_t value_of(const AtRequest* pIn, size_t i) {
 
 // "\r\n^NAME: <values>\r\n\r\nOK\r\n".
 void answer(AtResponse* pOut, const char* name, const char* values) {
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n%s: %s\r\n\r\nOK\r\n", name, values);
-    pOut->m_length = static_cast<uint32_t>(strlen(pOut->m_buffer));
+    at_set_textf(pOut, "\r\n%s: %s\r\n\r\nOK\r\n", name, values);
 }
 
 int32_t setting_set(const Setting& s, AtRequest* pIn, AtResponse* pOut) {

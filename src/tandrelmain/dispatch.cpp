@@ -1,5 +1,7 @@
 // Command dispatch: one request from the kernel becomes one handler call and one response.
 #include <algorithm>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 
 #include "at_cmd_table.h"
@@ -52,6 +54,17 @@ void at_set_text(AtResponse* pOut, std::string_view text) {
     osa_memcpy_s(pOut->m_buffer, sizeof pOut->m_buffer, text.data(), n);
     pOut->m_buffer[n] = '\0';
     pOut->m_length = static_cast<uint32_t>(n);
+}
+
+void at_set_textf(AtResponse* pOut, const char* fmt, ...) {
+    va_list ap;
+    va_start(ap, fmt);
+    const int n = vsnprintf(pOut->m_buffer, sizeof pOut->m_buffer, fmt, ap);
+    va_end(ap);
+    if (n < 0) {
+        pOut->m_buffer[0] = '\0';
+    }
+    pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer));
 }
 
 void at_set_error(AtResponse* pOut, int32_t retenum) {

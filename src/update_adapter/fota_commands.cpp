@@ -114,13 +114,6 @@ int32_t answer_query_failed(AtResponse* pOut, const char* handler) {
     return TANDREL_FAIL;
 }
 
-// Completes an answer just formatted into m_buffer.
-int32_t answer_formatted(AtResponse* pOut) {
-    pOut->m_retenum = AT_RET_OK;
-    pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer));
-    return TANDREL_OK;
-}
-
 int32_t answer_fixed(const AtRequest* pIn, AtResponse* pOut, std::string_view text) {
     if (null_args(pIn, pOut)) {
         return TANDREL_FAIL;
@@ -211,9 +204,8 @@ int32_t query_number(AtRequest* pIn, AtResponse* pOut, const NumberQuery& q) {
     if (q.call(&value) == 0) {
         return answer_query_failed(pOut, q.handler);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n%s: %d\r\n\r\nOK\r\n", q.name, static_cast<int32_t>(value));
-    return answer_formatted(pOut);
+    at_set_textf(pOut, "\r\n%s: %d\r\n\r\nOK\r\n", q.name, static_cast<int32_t>(value));
+    return TANDREL_OK;
 }
 
 }  // namespace
@@ -268,11 +260,10 @@ int32_t At_GetFotaMode(AtRequest* pIn, AtResponse* pOut) {
     if (online_update_get_opration_mode(mode) == 0) {
         return answer_query_failed(pOut, kHandler);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^FOTAMODE: %d,%d,%d,%d,%d\r\n\r\nOK\r\n", mode->detect_mode,
-                   mode->download_mode, mode->update_mode, mode->en_resume,
-                   static_cast<int32_t>(mode->detect_interval));
-    return answer_formatted(pOut);
+    at_set_textf(pOut, "\r\n^FOTAMODE: %d,%d,%d,%d,%d\r\n\r\nOK\r\n", mode->detect_mode,
+                 mode->download_mode, mode->update_mode, mode->en_resume,
+                 static_cast<int32_t>(mode->detect_interval));
+    return TANDREL_OK;
 }
 
 int32_t At_TestFotaMode(AtRequest* pIn, AtResponse* pOut) {
@@ -340,13 +331,12 @@ int32_t At_GetCfgPara(AtRequest* pIn, AtResponse* pOut) {
     if (online_update_get_connect_para(para) == 0) {
         return answer_query_failed(pOut, kHandler);
     }
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^FOTACFG: \"%.*s\",\"%.*s\",\"%.*s\",%d\r\n\r\nOK\r\n",
-                   field_width(para->apn, sizeof para->apn), para->apn,
-                   field_width(para->user, sizeof para->user), para->user,
-                   field_width(para->password, sizeof para->password), para->password,
-                   static_cast<int32_t>(para->auth_type));
-    return answer_formatted(pOut);
+    at_set_textf(pOut, "\r\n^FOTACFG: \"%.*s\",\"%.*s\",\"%.*s\",%d\r\n\r\nOK\r\n",
+                 field_width(para->apn, sizeof para->apn), para->apn,
+                 field_width(para->user, sizeof para->user), para->user,
+                 field_width(para->password, sizeof para->password), para->password,
+                 static_cast<int32_t>(para->auth_type));
+    return TANDREL_OK;
 }
 
 int32_t At_CheckNewVersion(AtRequest* pIn, AtResponse* pOut) {
@@ -387,12 +377,11 @@ int32_t At_CheckDownloadProgress(AtRequest* pIn, AtResponse* pOut) {
     }
     TANDREL_TRACE(TRACE_LEVEL_DEBUG, "%s package index %u\r\n", kHandler, progress->package_index);
     // The host always sees package 1: the service downloads one package at a time.
-    new_snprintf_s(pOut->m_buffer, sizeof pOut->m_buffer, sizeof pOut->m_buffer - 1,
-                   "\r\n^FOTADLQ: %d,\"%.*s\",%d,%d\r\n\r\nOK\r\n", 1,
-                   field_width(progress->package_name, sizeof progress->package_name),
-                   progress->package_name, static_cast<int32_t>(progress->downloaded_size),
-                   static_cast<int32_t>(progress->total_size));
-    return answer_formatted(pOut);
+    at_set_textf(pOut, "\r\n^FOTADLQ: %d,\"%.*s\",%d,%d\r\n\r\nOK\r\n", 1,
+                 field_width(progress->package_name, sizeof progress->package_name),
+                 progress->package_name, static_cast<int32_t>(progress->downloaded_size),
+                 static_cast<int32_t>(progress->total_size));
+    return TANDREL_OK;
 }
 
 int32_t At_PolicyIsStartFota(AtRequest* pIn, AtResponse* pOut) {
