@@ -44,46 +44,6 @@ Answer set_text(const char* cmd, const std::vector<std::string>& texts,
     return at_call(req, cmd, NL_TYPE_SET);
 }
 
-TEST_F(Agnss, TypeSetsLocksModeAndStoredCode) {
-    const struct {
-        uint32_t type;
-        int32_t supl, lto;
-        int32_t mode_fresh, mode_supl1;  // operating mode with SUPL mode 2 (byte 0) and 1
-        uint8_t code;
-    } cases[] = {
-        {1, 1, 1, 0, 0, 1},
-        {2, 0, 1, 5, 1, 2},
-        {3, 1, 0, 0, 0, 3},
-        {4, 0, 0, 5, 1, 0},
-    };
-    for (const auto& c : cases) {
-        for (uint8_t supl_mode : {0, 1}) {
-            SCOPED_TRACE(testing::Message() << "type " << c.type << " byte 1 " << int(supl_mode));
-            G().calls.clear();
-            N().items[58] = item(0x55, supl_mode);
-            EXPECT_EQ(at_set("^AGPSTYPECFG", {c.type}).text(), "\r\nOK\r\n");
-            EXPECT_EQ(G().names(),
-                      (std::vector<std::string>{"gpsclient_suplfeature", "gpsclient_ltofeature",
-                                                "gpsclient_operateMode"}));
-            EXPECT_EQ(G().calls[0].in, std::vector<int32_t>{c.supl});
-            EXPECT_EQ(G().calls[1].in, std::vector<int32_t>{c.lto});
-            EXPECT_EQ(G().calls[2].in,
-                      std::vector<int32_t>{supl_mode == 0 ? c.mode_fresh : c.mode_supl1});
-            EXPECT_EQ(N().items[58], item(c.code, supl_mode));
-            EXPECT_EQ(at_query("^AGPSTYPECFG").text(),
-                      "\r\n^AGPSTYPECFG: " + std::to_string(c.type) + "\r\n\r\nOK\r\n");
-        }
-    }
-    // ^SUPLMODE rewrites byte 1 only and tells the client nothing by itself.
-    N().items[58] = item(3, 0);
-    G().calls.clear();
-    EXPECT_EQ(at_set("^SUPLMODE", {1}).text(), "\r\nOK\r\n");
-    EXPECT_EQ(N().items[58], item(3, 1));
-    EXPECT_TRUE(G().calls.empty());
-    EXPECT_EQ(at_set("^SUPLMODE", {2}).text(), "\r\nOK\r\n");
-    EXPECT_EQ(N().items[58], item(3, 0));
-}
-
 // The results chosen where the behaviour is open: none of them writes the item.
 TEST_F(Agnss, NvAndClientFailuresLeaveTheItem) {
     using Calls = std::vector<std::string>;
@@ -149,44 +109,6 @@ TEST_F(Agnss, TlsChunkLengthRule) {
             EXPECT_TRUE(G().calls.empty());
         }
     }
-}
-
-TEST_F(Agnss, TlsRecordAndRefusals) {
-    tls(650, 3, std::string(50, 'z'));
-    const fake::GpsCall* c = G().last("gpsclient_TLSCFG");
-    ASSERT_NE(c, nullptr);
-    ASSERT_EQ(c->text.size(), 3012u);
-    GpsTlsCfg rec;
-    std::memcpy(&rec, c->text.data(), sizeof rec);
-    EXPECT_EQ(rec.tls_len, 650u);
-    EXPECT_EQ(rec.index, 3u);
-    EXPECT_EQ(rec.length, 50);
-    EXPECT_EQ(c->text.substr(8, 50), std::string(50, 'z'));
-    EXPECT_EQ(c->text.substr(58, 2950), std::string(2950, '\0'));
-    EXPECT_EQ(c->text.substr(3010), std::string(2, '\0')) << "padding zeroed";
-
-    // No certificate: one parameter sends an all-zero record.
-    EXPECT_EQ(at_set("^WPTLS", {0}).text(), "\r\nOK\r\n");
-    EXPECT_EQ(G().last("gpsclient_TLSCFG")->text, std::string(3012, '\0'));
-
-    const struct {
-        const char* what;
-        Answer a;
-        int32_t retenum;
-    } refused[] = {
-        {"none", at_set("^WPTLS", {}), 20},
-        {"0 with more", at_set("^WPTLS", {0, 1}), 96},
-        {"two numbers", at_set("^WPTLS", {650, 1}), 92},
-        {"two texts", set_text("^WPTLS", {"k", "k"}, {650, 1}), 92},
-        {"301 characters", tls(650, 1, std::string(301, 'k')), 92},
-        // Quotes typed with the chunk count as characters.
-        {"quoted", tls(650, 3, "\"" + std::string(50, 'k') + "\""), 92},
-    };
-    for (const auto& r : refused) {
-        SCOPED_TRACE(r.what);
-        EXPECT_TRUE(failed_with(r.a, -1, r.retenum));
-    }
-    EXPECT_EQ(G().count("gpsclient_TLSCFG"), 2u);
 }
 
 // The client's answer to a TLS read: tls_len, chunks held, text.
@@ -255,28 +177,6 @@ TEST_F(Agnss, ServerAddress) {
     EXPECT_EQ(at_query("^WPURL").rsp.m_retenum, 91);
 }
 
-TEST_F(Agnss, AgnssSettingsRanges) {
-    const struct {
-        std::initializer_list<uint32_t> values;
-        int32_t retenum;  // 0: accepted
-    } cases[] = {
-        {{1, 1, 2, 1}, 0},  {{0, 1, 1, 0}, 92}, {{1, 2, 1, 0}, 92}, {{1, 1, 3, 0}, 92},
-        {{1, 1, 0, 0}, 92}, {{1, 1, 1, 2}, 92}, {{1, 1, 1}, 20},    {{1, 1, 1, 0, 0}, 96},
-    };
-    for (const auto& c : cases) {
-        G().reset();
-        const Answer a = at_set("^AGNSSCFG", c.values);
-        if (c.retenum == 0) {
-            EXPECT_EQ(a.text(), "\r\nOK\r\n");
-            EXPECT_EQ(G().last("gpsclient_AGNSSCFG")->in,
-                      std::vector<int32_t>(c.values.begin(), c.values.end()));
-        } else {
-            EXPECT_TRUE(failed_with(a, -1, c.retenum));
-            EXPECT_TRUE(G().calls.empty());
-        }
-    }
-}
-
 // Every one-value command: count rule, and a failed client call answers the error word.
 TEST_F(Agnss, CountRuleAndClientFailures) {
     for (const char* cmd : {"^SUPLOCK", "^LTOLOCK", "^INJTIMELOCK", "^AGPSTYPECFG", "^SUPLMODE"}) {
@@ -297,23 +197,6 @@ TEST_F(Agnss, CountRuleAndClientFailures) {
         EXPECT_TRUE(failed_with(at_query(cmd), 0, 95));
     }
     EXPECT_TRUE(failed_with(at_set("^AGNSSCFG", {1, 1, 1, 0}), 0, 95));
-}
-
-TEST_F(Agnss, TestOperationsCheckTheRadio) {
-    for (const char* cmd :
-         {"^AGNSSCFG", "^AGPSTYPECFG", "^SUPLMODE", "^SUPLOCK", "^LTOLOCK", "^INJTIMELOCK"}) {
-        SCOPED_TRACE(cmd);
-        G().reset();
-        G().radio(7);  // anything but off
-        EXPECT_EQ(at_test(cmd).ret, 0);
-        G().radio(GPS_RADIO_OFF);
-        EXPECT_TRUE(failed_with(at_test(cmd), 0, 88));
-        G().fail("gpsclient_WPCAP", 278);
-        EXPECT_TRUE(failed_with(at_test(cmd), -1, 90));
-    }
-    G().reset();
-    G().radio(GPS_RADIO_ON);
-    EXPECT_EQ(at_test("^AGNSSCFG").text(), "\r\n^AGNSSCFG: 1,1,(1,2),(0,1)\r\n\r\nOK\r\n");
 }
 
 }  // namespace
