@@ -44,6 +44,46 @@ Answer set_text(const char* cmd, const std::vector<std::string>& texts,
     return at_call(req, cmd, NL_TYPE_SET);
 }
 
+TEST_F(Agnss, TypeSetsLocksModeAndStoredCode) {
+    const struct {
+        uint32_t type;
+        int32_t supl, lto;
+        int32_t mode_fresh, mode_supl1;  // operating mode with SUPL mode 2 (byte 0) and 1
+        uint8_t code;
+    } cases[] = {
+        {1, 1, 1, 0, 0, 1},
+        {2, 0, 1, 5, 1, 2},
+        {3, 1, 0, 0, 0, 3},
+        {4, 0, 0, 5, 1, 0},
+    };
+    for (const auto& c : cases) {
+        for (uint8_t supl_mode : {0, 1}) {
+            SCOPED_TRACE(testing::Message() << "type " << c.type << " byte 1 " << int(supl_mode));
+            G().calls.clear();
+            N().items[58] = item(0x55, supl_mode);
+            EXPECT_EQ(at_set("^AGPSTYPECFG", {c.type}).text(), "\r\nOK\r\n");
+            EXPECT_EQ(G().names(),
+                      (std::vector<std::string>{"gpsclient_suplfeature", "gpsclient_ltofeature",
+                                                "gpsclient_operateMode"}));
+            EXPECT_EQ(G().calls[0].in, std::vector<int32_t>{c.supl});
+            EXPECT_EQ(G().calls[1].in, std::vector<int32_t>{c.lto});
+            EXPECT_EQ(G().calls[2].in,
+                      std::vector<int32_t>{supl_mode == 0 ? c.mode_fresh : c.mode_supl1});
+            EXPECT_EQ(N().items[58], item(c.code, supl_mode));
+            EXPECT_EQ(at_query("^AGPSTYPECFG").text(),
+                      "\r\n^AGPSTYPECFG: " + std::to_string(c.type) + "\r\n\r\nOK\r\n");
+        }
+    }
+    // ^SUPLMODE rewrites byte 1 only and tells the client nothing by itself.
+    N().items[58] = item(3, 0);
+    G().calls.clear();
+    EXPECT_EQ(at_set("^SUPLMODE", {1}).text(), "\r\nOK\r\n");
+    EXPECT_EQ(N().items[58], item(3, 1));
+    EXPECT_TRUE(G().calls.empty());
+    EXPECT_EQ(at_set("^SUPLMODE", {2}).text(), "\r\nOK\r\n");
+    EXPECT_EQ(N().items[58], item(3, 0));
+}
+
 // The results chosen where the behaviour is open: none of them writes the item.
 TEST_F(Agnss, NvAndClientFailuresLeaveTheItem) {
     using Calls = std::vector<std::string>;

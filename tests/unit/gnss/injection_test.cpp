@@ -72,6 +72,28 @@ TEST_F(Injection, TimeRefusals) {
     EXPECT_TRUE(G().calls.empty());
 }
 
+TEST_F(Injection, PositionInDegreesWithHemispheres) {
+    const struct {
+        const char *lat, *ns, *lon, *ew;
+        double want_lat, want_lon;
+    } cases[] = {
+        {"\"0030.0\"", "\"S\"", "\"00000.6\"", "\"E\"", -0.5, 0.01},
+        {"\"9000\"", "\"N\"", "\"18000\"", "\"E\"", 90.0, 180.0},
+        {"\"12345678901\"", "\"N\"", "\"0\"", "\"W\"", 123456789.0 + 1 / 60.0, 0.0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.lat);
+        EXPECT_EQ(send("^GNSSINJPOS", {c.lat, c.ns, c.lon, c.ew, "10.5"}).text(), "\r\nOK\r\n");
+        EXPECT_NEAR(pos_record().latitude, c.want_lat, 1e-6);
+        EXPECT_NEAR(pos_record().longitude, c.want_lon, 1e-6);
+    }
+    // The worked example, to the last digit that matters.
+    EXPECT_EQ(pos_record().accuracy, 10.5f);
+    send("^GNSSINJPOS", {"\"3150.5000\"", "\"N\"", "\"11820.1000\"", "\"W\"", "10"});
+    EXPECT_NEAR(pos_record().latitude, 31.8416666666, 1e-9);
+    EXPECT_NEAR(pos_record().longitude, -118.335, 1e-9);
+}
+
 TEST_F(Injection, PositionRefusals) {
     const std::string lat = "\"3150.5\"", lon = "\"11820.1\"";
     const std::vector<std::string> cases[] = {

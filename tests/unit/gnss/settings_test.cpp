@@ -83,6 +83,39 @@ TEST_F(Settings, ClientFailuresAndRadioCheck) {
     EXPECT_TRUE(failed_with(at_test("^WPDGL"), -1, 90));
 }
 
+TEST_F(Settings, OperationModeNeedsSuplForAssistedModes) {
+    G().on("gpsclient_suplfeature").out = {1};  // SUPL closed
+    for (uint32_t mode : {1u, 5u}) {
+        const Answer a = at_set("^WPDOM", {mode});
+        EXPECT_EQ(a.rsp.m_retenum, 90);
+        EXPECT_EQ(a.ret, -1);
+    }
+    EXPECT_EQ(G().count("gpsclient_operateMode"), 0u);
+    EXPECT_EQ(at_set("^WPDOM", {0}).text(), "\r\nOK\r\n");
+    EXPECT_EQ(G().last("gpsclient_operateMode")->in, std::vector<int32_t>{0});
+
+    G().on("gpsclient_suplfeature").out = {0};
+    EXPECT_EQ(at_set("^WPDOM", {5}).text(), "\r\nOK\r\n");
+    EXPECT_EQ(G().last("gpsclient_operateMode")->in, std::vector<int32_t>{5});
+
+    G().fail("gpsclient_suplfeature", 282);
+    EXPECT_EQ(at_set("^WPDOM", {0}).rsp.m_retenum, 93);
+    EXPECT_EQ(G().count("gpsclient_operateMode"), 2u);
+}
+
+TEST_F(Settings, FixRateCountAndSuplCapabilityRange) {
+    at_set("^WPDFR", {10});
+    EXPECT_EQ(G().last("gpsclient_freqAndInterval")->count, 1);
+    at_set("^WPDFR", {10, 30});
+    EXPECT_EQ(G().last("gpsclient_freqAndInterval")->in, (std::vector<int32_t>{10, 30}));
+    EXPECT_EQ(G().last("gpsclient_freqAndInterval")->count, 2);
+
+    G().calls.clear();
+    EXPECT_TRUE(failed_with(at_set("^SUPLACAP", {2}), -1, 20));
+    EXPECT_TRUE(failed_with(at_set("^SUPLACAP", {0xFFFFFFFF}), -1, 20));
+    EXPECT_TRUE(G().calls.empty());
+}
+
 TEST_F(Settings, PortConfigurationMovesTheReports) {
     g_PortCfgReady = 0;
     g_gnssPortFlag = 1;
