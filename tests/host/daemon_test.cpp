@@ -125,35 +125,6 @@ class Daemon : public ::testing::Test {
     Bytes registration_;
 };
 
-TEST_F(Daemon, RegistersItsCommandTableAndWritesItsPid) {
-    const Bytes& m = registration_;
-    ASSERT_EQ(m.size(), 10268u);
-    EXPECT_EQ(le_get_u32(&m[0]), 10268u);
-    EXPECT_EQ(le_get_u16(&m[4]), 3u);
-    EXPECT_EQ(le_get_u32(&m[8]), 0u) << "first sequence number";
-    EXPECT_EQ(le_get_u32(&m[12]), static_cast<uint32_t>(pid_));
-    EXPECT_EQ(le_get_u32(&m[16]), 1u);
-    EXPECT_EQ(le_get_u32(&m[24]), 5313u);
-    size_t off = 28;
-    for (const AtCmdEntry* e = g_at_cmd_table; e->m_name_len != 0; ++e) {
-        SCOPED_TRACE(e->m_name);
-        const uint32_t name_len = le_get_u32(&m[off + 44]);
-        ASSERT_EQ(name_len, e->m_name_len);
-        EXPECT_STREQ(reinterpret_cast<const char*>(&m[off + 48]), e->m_name);
-        EXPECT_EQ(le_get_u32(&m[off + 4]) != 0, e->m_set_func != nullptr);
-        EXPECT_EQ(le_get_u32(&m[off + 12]) != 0, e->m_query_func != nullptr);
-        EXPECT_EQ(le_get_u32(&m[off + 36]), e->m_err_code);
-        const uint32_t param_len = le_get_u32(&m[off + 49 + name_len]);
-        ASSERT_EQ(param_len, e->m_param_len);
-        off += 54 + name_len + param_len;
-    }
-    EXPECT_EQ(off, 28u + 5313u);
-
-    std::ifstream pid_file(dir_ + "/tandrel.pid");
-    std::string text((std::istreambuf_iterator<char>(pid_file)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(text, std::to_string(pid_) + "\n");
-}
-
 TEST_F(Daemon, AnswersRequestsFromTheDriverOnlyAndDropsMalformedOnes) {
     const int stranger = netlink_socket(test_unique_port(2));
     ASSERT_GE(stranger, 0);

@@ -6,17 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "nl_channel.h"
 #include "registration.h"
 #include "wire.h"
 
 namespace {
-
-struct Row {
-    std::string name;
-    const char* tmpl;
-    uint32_t handlers[4];
-    uint32_t timeouts[4];
-};
 
 void put32(std::vector<uint8_t>& b, size_t off, uint32_t v) {
     for (size_t i = 0; i < 4; ++i) {
@@ -24,43 +18,24 @@ void put32(std::vector<uint8_t>& b, size_t off, uint32_t v) {
     }
 }
 
-// A registration laid out as the daemon sends it: header, packed records,
-// zero fill up to 10240 bytes of table space.
-std::vector<uint8_t> message(const std::vector<Row>& rows, uint32_t pid = 4242) {
-    std::vector<uint8_t> t;
-    for (const Row& r : rows) {
-        const size_t base = t.size();
-        const uint32_t name_len = static_cast<uint32_t>(r.name.size() + 1);
-        const uint32_t param_len = r.tmpl != nullptr ? static_cast<uint32_t>(strlen(r.tmpl) + 1) : 0;
-        t.resize(base + 54 + name_len + param_len, 0);
-        for (int op = 0; op < 4; ++op) {
-            put32(t, base + 4 + 8 * static_cast<size_t>(op), r.handlers[op]);
-            put32(t, base + 8 + 8 * static_cast<size_t>(op), r.timeouts[op]);
-        }
-        put32(t, base + 36, 92);
-        put32(t, base + 40, 3);
-        put32(t, base + 44, name_len);
-        std::memcpy(&t[base + 48], r.name.c_str(), name_len);
-        put32(t, base + 49 + name_len, param_len);
-        if (param_len != 0) {
-            std::memcpy(&t[base + 53 + name_len], r.tmpl, param_len);
-        }
-    }
-    const size_t space = std::max<size_t>(t.size(), 10240);
-    std::vector<uint8_t> m(28 + space, 0);
-    put32(m, 0, static_cast<uint32_t>(m.size()));
-    m[4] = 3;
-    put32(m, 12, pid);
-    put32(m, 16, 1);
-    put32(m, 24, static_cast<uint32_t>(t.size()));
-    std::copy(t.begin(), t.end(), m.begin() + 28);
-    return m;
+int32_t handler(AtRequest*, AtResponse*) {
+    return 0;
 }
 
-const std::vector<Row> kRows = {
-    {"^WPDGL", "(0-3)", {1, 1, 1, 0}, {30000, 30000, 30000, 0}},
-    {"^IPOPEN", nullptr, {7, 7, 7, 9}, {100000000, 30000, 30000, 30000}},
-};
+// The daemon's own registration of a two-row table (the first row ^WPDGL with
+// template "(0-3)"), or of the rows given.
+std::vector<uint8_t> message(const AtCmdEntry* rows = nullptr) {
+    static const AtCmdEntry kRows[] = {
+        {0, handler, 30000, handler, 30000, handler, 30000, nullptr, 0, 92, 3, 7, "^WPDGL", 6, "(0-3)"},
+        {0, handler, 100000000, handler, 30000, handler, 30000, handler, 30000, 92, 3, 8, "^IPOPEN", 0, nullptr},
+        {},
+    };
+    const AtCmdEntry* table = rows != nullptr ? rows : kRows;
+    const NlRegistrationSize size = nl_registration_size(table);
+    std::vector<uint8_t> m(size.buffer_size, 0);
+    m.resize(nl_build_registration(table, 0, 4242, m.data(), size.buffer_size));
+    return m;
+}
 
 TEST(Registration, RefusesMalformedMessages) {
     struct Case {
@@ -90,7 +65,7 @@ TEST(Registration, RefusesMalformedMessages) {
         {"header only", [](auto& m) { m.resize(27); }, {}},
     };
     for (const Case& c : cases) {
-        std::vector<uint8_t> m = message(kRows);
+        std::vector<uint8_t> m = message();
         c.spoil(m);
         std::string why;
         EXPECT_FALSE(atsim::parse_registration(m, c.rules, &why)) << c.what;
@@ -99,9 +74,13 @@ TEST(Registration, RefusesMalformedMessages) {
 }
 
 TEST(Registration, RefusesNamesRegisteredTwiceIgnoringCase) {
-    std::vector<Row> rows = kRows;
-    rows.push_back({"^WpDgL", nullptr, {1, 0, 0, 0}, {0, 0, 0, 0}});
+    const AtCmdEntry rows[] = {
+        {0, handler, 1, nullptr, 0, nullptr, 0, nullptr, 0, 92, 3, 7, "^WPDGL", 0, nullptr},
+        {0, handler, 1, nullptr, 0, nullptr, 0, nullptr, 0, 92, 3, 7, "^WpDgL", 0, nullptr},
+        {},
+    };
     std::string why;
+    EXPECT_TRUE(atsim::parse_registration(message(), {}, &why)) << why;
     EXPECT_FALSE(atsim::parse_registration(message(rows), {}, &why));
     EXPECT_NE(why.find("twice"), std::string::npos) << why;
 }

@@ -65,46 +65,6 @@ TEST_F(FileIo, ParameterChecks) {
     }
 }
 
-TEST_F(FileIo, LockReleases) {
-    // Failed opening write: released.
-    fake::audio().fileio = {-1, 0, ""};
-    const Outcome failed = run(write("rec1", "1", "3"));
-    EXPECT_EQ(failed->m_retenum, 196);
-    EXPECT_EQ(failed.ret, 0);
-    EXPECT_EQ(g_fileio_write_index, -1);
-
-    // Failed later write: the transfer stays open.
-    fake::audio().fileio = {};
-    run(write("rec1", "1", "3"));
-    fake::audio().fileio = {-1, 88, ""};
-    EXPECT_EQ(retenum(write("rec1", "2", "3")), 88);
-    EXPECT_EQ(g_fileio_write_index, 1);
-
-    // Deleting another file keeps it; deleting the file releases it.
-    fake::audio().fileio = {};
-    run(fileio({"3", "\"rec2\""}));
-    EXPECT_EQ(g_fileio_write_index, 1);
-    run(fileio({"3", "\"rec1\""}));
-    EXPECT_EQ(g_fileio_write_index, -1);
-
-    // Malformed opening write (six parameters): answered, lock released.
-    const Outcome six = run(fileio({"2", "\"rec6\"", "0", "5", "1", "2"}));
-    EXPECT_EQ(six.ret, 0);
-    EXPECT_EQ(six->m_retenum, 0);
-    EXPECT_EQ(g_fileio_write_index, -1);
-
-    // A two-parameter write reaches the engine, is answered with 196 and
-    // keeps the lock it took until the transfer is completed or deleted.
-    const Outcome two = run(fileio({"2", "\"rec7\""}));
-    EXPECT_EQ(two.ret, -1);
-    EXPECT_EQ(two->m_retenum, 196);
-    EXPECT_EQ(two->m_length, 0u);
-    EXPECT_EQ(g_fileio_write_index, 7);
-    EXPECT_EQ(g_fileio_inprg, 0);
-    run(fileio({"3", "\"rec7\""}));
-    EXPECT_EQ(g_fileio_write_index, -1);
-}
-
 TEST_F(FileIo, WriteIntoRamCountsAcknowledgedBytes) {
     fake::audio().fileio_events = {fake::ack_packet(1, 512)};
     int32_t target_during = 1;

@@ -55,52 +55,6 @@ class Fota : public fake::PlatformTest {
 
 using Paras = std::vector<std::string>;
 
-// Limits the transcripts do not reach; missing parameters read as empty.
-TEST_F(Fota, ModeDigitsAndInterval) {
-    const std::pair<Paras, FotaModeRecord> accepted[] = {
-        {{"0", "1", "0", "1", ""}, {0, 1, 0, 1, 7}},
-        {{"1", "1", "1", "1", "65535"}, {1, 1, 1, 1, 65535}},
-        {{"1", "0", "0", "0", "00001"}, {1, 0, 0, 0, 1}},
-    };
-    for (const auto& [paras, mode] : accepted) {
-        SCOPED_TRACE(::testing::PrintToString(paras));
-        expect_text(at("^FOTAMODE", paras), kOk);
-        EXPECT_EQ(std::memcmp(&S().set_mode, &mode, sizeof mode), 0);
-    }
-    S().calls.clear();
-    const Paras refused[] = {
-        {"1", "0", "1", "0", "0"},   {"1", "0", "1", "0", "123456"},
-        {"1", "0", "1", "0", " 60"}, {"1", "0", "1", "0", "6a"},
-        {"0", "", "0", "0"},         {"0", "0", "0"},
-    };
-    for (const Paras& paras : refused) {
-        SCOPED_TRACE(::testing::PrintToString(paras));
-        expect_error(at("^FOTAMODE", paras), 174);
-    }
-    EXPECT_TRUE(S().calls.empty());
-}
-
-TEST_F(Fota, ConnectionParameterLengths) {
-    const std::string a99(99, 'a'), u63(63, 'u'), u64(64, 'u');
-    expect_text(at("^FOTACFG", {"\"" + a99 + "\"", "\"" + u63 + "\"", "\"" + u63 + "\"", "0"}),
-                kOk);
-    EXPECT_EQ(std::string(S().set_connect.apn), a99);
-    EXPECT_EQ(std::string(S().set_connect.user), u63);
-    EXPECT_EQ(std::string(S().set_connect.password), u63);
-    S().calls.clear();
-    const Paras refused[] = {
-        {"\"" + a99 + "a\"", "", "", "0"},
-        {"\"x\"", "\"" + u64 + "\"", "", "0"},
-        {"\"x\"", "", "\"" + u64 + "\"", "0"},
-        {"\"x\"", "", "", ""},
-    };
-    for (const Paras& paras : refused) {
-        SCOPED_TRACE(::testing::PrintToString(paras));
-        expect_error(at("^FOTACFG", paras), 174);
-    }
-    EXPECT_TRUE(S().calls.empty());
-}
-
 TEST_F(Fota, FailedSetAnswersTheMappedServiceCode) {
     const std::pair<uint32_t, int32_t> codes[] = {{3, 174}, {18, 19}, {19, 20}};
     for (const auto& [code, retenum] : codes) {
@@ -144,25 +98,6 @@ TEST_F(Fota, QueryAnswersStayInsideServiceFields) {
         expect_error(at(cmd, {}, 1), 20);
     }
     expect_error(at("^FOTADLQ", {}), 20);
-}
-
-TEST_F(Fota, OemDownloadArgument) {
-    const std::string oem_ok = "\r\n \r\nOK\r\n \r\n";
-    expect_text(at("^FOTAOEMDL", {}), oem_ok);
-    EXPECT_EQ(S().oem_buffer, std::vector<uint8_t>(256, 0));
-    const std::string a255(255, 'a');
-    expect_text(at("^FOTAOEMDL", {"\"" + a255 + "\""}), oem_ok);
-    EXPECT_EQ(S().oem_arg, a255);
-    EXPECT_EQ(S().oem_buffer[255], 0);
-    S().calls.clear();
-    expect_error(at("^FOTAOEMDL", {"\"" + a255 + "a\""}), 174);
-    expect_error(at("^FOTAOEMDL", {"\"a\"b"}), 174);
-    expect_error(at("^FOTAOEMDL", {"\"a\"", "\"b\""}), 174);
-    // The dispatcher takes two buffers; the argument buffer is the third.
-    P().allocs = 0;
-    P().fail_alloc_at = 3;
-    expect_error(at("^FOTAOEMDL", {"\"x\""}), 172);
-    EXPECT_TRUE(S().calls.empty());
 }
 
 TEST_F(Fota, MissingRecordLeavesTheResponseEmpty) {

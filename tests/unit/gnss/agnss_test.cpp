@@ -161,44 +161,6 @@ TEST_F(Agnss, TlsChunkLengthRule) {
     }
 }
 
-TEST_F(Agnss, TlsRecordAndRefusals) {
-    tls(650, 3, std::string(50, 'z'));
-    const fake::GpsCall* c = G().last("gpsclient_TLSCFG");
-    ASSERT_NE(c, nullptr);
-    ASSERT_EQ(c->text.size(), 3012u);
-    GpsTlsCfg rec;
-    std::memcpy(&rec, c->text.data(), sizeof rec);
-    EXPECT_EQ(rec.tls_len, 650u);
-    EXPECT_EQ(rec.index, 3u);
-    EXPECT_EQ(rec.length, 50);
-    EXPECT_EQ(c->text.substr(8, 50), std::string(50, 'z'));
-    EXPECT_EQ(c->text.substr(58, 2950), std::string(2950, '\0'));
-    EXPECT_EQ(c->text.substr(3010), std::string(2, '\0')) << "padding zeroed";
-
-    // No certificate: one parameter sends an all-zero record.
-    EXPECT_EQ(at_set("^WPTLS", {0}).text(), "\r\nOK\r\n");
-    EXPECT_EQ(G().last("gpsclient_TLSCFG")->text, std::string(3012, '\0'));
-
-    const struct {
-        const char* what;
-        Answer a;
-        int32_t retenum;
-    } refused[] = {
-        {"none", at_set("^WPTLS", {}), 20},
-        {"0 with more", at_set("^WPTLS", {0, 1}), 96},
-        {"two numbers", at_set("^WPTLS", {650, 1}), 92},
-        {"two texts", set_text("^WPTLS", {"k", "k"}, {650, 1}), 92},
-        {"301 characters", tls(650, 1, std::string(301, 'k')), 92},
-        // Quotes typed with the chunk count as characters.
-        {"quoted", tls(650, 3, "\"" + std::string(50, 'k') + "\""), 92},
-    };
-    for (const auto& r : refused) {
-        SCOPED_TRACE(r.what);
-        EXPECT_TRUE(failed_with(r.a, -1, r.retenum));
-    }
-    EXPECT_EQ(G().count("gpsclient_TLSCFG"), 2u);
-}
-
 // The client's answer to a TLS read: tls_len, chunks held, text.
 std::string tls_record(uint32_t tls_len, uint32_t chunks, const std::string& text,
                        uint16_t length) {
@@ -265,28 +227,6 @@ TEST_F(Agnss, ServerAddress) {
     EXPECT_EQ(at_query("^WPURL").rsp.m_retenum, 91);
 }
 
-TEST_F(Agnss, AgnssSettingsRanges) {
-    const struct {
-        std::initializer_list<uint32_t> values;
-        int32_t retenum;  // 0: accepted
-    } cases[] = {
-        {{1, 1, 2, 1}, 0},  {{0, 1, 1, 0}, 92}, {{1, 2, 1, 0}, 92}, {{1, 1, 3, 0}, 92},
-        {{1, 1, 0, 0}, 92}, {{1, 1, 1, 2}, 92}, {{1, 1, 1}, 20},    {{1, 1, 1, 0, 0}, 96},
-    };
-    for (const auto& c : cases) {
-        G().reset();
-        const Answer a = at_set("^AGNSSCFG", c.values);
-        if (c.retenum == 0) {
-            EXPECT_EQ(a.text(), "\r\nOK\r\n");
-            EXPECT_EQ(G().last("gpsclient_AGNSSCFG")->in,
-                      std::vector<int32_t>(c.values.begin(), c.values.end()));
-        } else {
-            EXPECT_TRUE(failed_with(a, -1, c.retenum));
-            EXPECT_TRUE(G().calls.empty());
-        }
-    }
-}
-
 // Every one-value command: count rule, and a failed client call answers the error word.
 TEST_F(Agnss, CountRuleAndClientFailures) {
     for (const char* cmd : {"^SUPLOCK", "^LTOLOCK", "^INJTIMELOCK", "^AGPSTYPECFG", "^SUPLMODE"}) {
@@ -307,23 +247,6 @@ TEST_F(Agnss, CountRuleAndClientFailures) {
         EXPECT_TRUE(failed_with(at_query(cmd), 0, 95));
     }
     EXPECT_TRUE(failed_with(at_set("^AGNSSCFG", {1, 1, 1, 0}), 0, 95));
-}
-
-TEST_F(Agnss, TestOperationsCheckTheRadio) {
-    for (const char* cmd :
-         {"^AGNSSCFG", "^AGPSTYPECFG", "^SUPLMODE", "^SUPLOCK", "^LTOLOCK", "^INJTIMELOCK"}) {
-        SCOPED_TRACE(cmd);
-        G().reset();
-        G().radio(7);  // anything but off
-        EXPECT_EQ(at_test(cmd).ret, 0);
-        G().radio(GPS_RADIO_OFF);
-        EXPECT_TRUE(failed_with(at_test(cmd), 0, 88));
-        G().fail("gpsclient_WPCAP", 278);
-        EXPECT_TRUE(failed_with(at_test(cmd), -1, 90));
-    }
-    G().reset();
-    G().radio(GPS_RADIO_ON);
-    EXPECT_EQ(at_test("^AGNSSCFG").text(), "\r\n^AGNSSCFG: 1,1,(1,2),(0,1)\r\n\r\nOK\r\n");
 }
 
 }  // namespace

@@ -58,41 +58,6 @@ struct EventCase {
     Calls calls;
 };
 
-TEST_F(ControlEvents, EachPayloadBecomesItsOperation) {
-    const EventCase cases[] = {
-        {58003, {0xFF, 0x01}, 0, {"SET_NITIMER 255"}},
-        {58004, {0x01, 0xFF}, 0, {"WNICT 1 1 77"}},
-        {58004, {0x02}, 0, {}},  // refused by the operation
-        {58005, {0x02, 0x04}, 0, {"operateMode 1 5"}},
-        {58006,
-         {0x01, 0x03, 0x05},
-         0,
-         {"sessionType 1 1", "freqAndInterval 2 0 0", "freqAndInterval 1 0 5", "startFix"}},
-        {58006, {0x01, 0x01, 0xFF}, 0, {"sessionType 1 0", "startFix"}},
-        {58006, {0x00, 0x03, 0x05}, 0, {"stopFix"}},
-        {58006, {0x01, 0x02, 0x05}, 0, {}},  // fix type 2 refused
-        {58007, {0x01}, 0, {}},
-        {58008, {}, 0, {"aidingData 1 4"}},
-        {58009, {0x02, 0x09}, 0, {"AGNSSCFG 2 0 0 0 0", "AGNSSCFG 1 0 0 2 0"}},
-        {58010,
-         text(std::string("supl.example.net:7275\0junk", 26)),
-         0,
-         {"WPURL 1 \"supl.example.net:7275\" 21"}},
-        {58013, {0x02}, 0, {"aidingData 1 6"}},
-        {58015, {0xFF}, -1, {}},
-    };
-    for (const EventCase& c : cases) {
-        SCOPED_TRACE(std::to_string(c.event) + " " + ::testing::PrintToString(c.payload));
-        gnss_adapter_reset();
-        g_PortCfgReady = 1;
-        g_NiReqId = 77;
-        G().reset();
-        G().radio(GPS_RADIO_ON);
-        EXPECT_EQ(raise(c.event, c.payload.empty() ? Bytes{0} : c.payload), c.ret);
-        EXPECT_EQ(calls(), c.calls);
-    }
-}
-
 // The ids are two 4-byte fields: a NUL ends the first one early.
 TEST_F(ControlEvents, CapabilityQueryReadsFixedWidthIds) {
     EXPECT_EQ(raise(58002, text(std::string("12\0\0"

@@ -154,69 +154,11 @@ TEST_F(Control, PortRequestChecks) {
     EXPECT_EQ(G().names(), Calls{"gpsclient_WPCAP"});
 }
 
-TEST_F(Control, RadioSwitchStopsAndResumesWhoeverRan) {
-    struct Case {
-        const char* what;
-        int32_t state, gnss, nmea, session;
-        const char* failing;
-        int32_t ret;
-        Calls engine;
-    } cases[] = {
-        {"off, session open", 0, 0, 0, 1, nullptr, 0, {"stopFix", "WPCAP=0"}},
-        {"on, session open", 3, 0, 0, 1, nullptr, 0, {"WPCAP=3", "startFix"}},
-        {"off, nmea port", 0, 0, 1, 0, nullptr, 0, {"stopFix", "WPCAP=0"}},
-        {"off, idle", 0, 0, 0, 0, nullptr, 0, {"WPCAP=0"}},
-        {"off, stop fails: radio stays on", 0, 1, 0, 0, "gpsclient_stopFix", -1, {"stopFix"}},
-        {"on, radio fails: no start", 3, 1, 0, 0, "gpsclient_WPCAP", -1, {"WPCAP=3"}},
-        {"on, start fails", 3, 1, 0, 0, "gpsclient_startFix", -1, {"WPCAP=3", "startFix"}},
-        {"neither off nor on", 1, 1, 1, 1, nullptr, -1, {}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        G().reset();
-        if (c.failing != nullptr) {
-            G().fail(c.failing, 276);
-        }
-        flags(c.gnss, c.nmea, c.session);
-        EXPECT_EQ(GNSS_IOCTRL_Gnss_Radio(c.state), c.ret);
-        EXPECT_EQ(engine_calls(), c.engine);
-        EXPECT_EQ(g_gnssPortFlag.load(), c.gnss);
-        EXPECT_EQ(g_nmeaPortFlag.load(), c.nmea);
-        EXPECT_EQ(g_fixsionFlag.load(), c.session);
-    }
-}
-
 TEST_F(Control, RadioOffHandsTheRadioCallAZeroedErrorWord) {
     G().on("gpsclient_stopFix").err = 283;  // left behind by a successful stop
     flags(0, 0, 1);
     EXPECT_EQ(GNSS_IOCTRL_Gnss_Radio(0), 0);
     EXPECT_EQ(G().count("gpsclient_WPCAP"), 1u);
-}
-
-TEST_F(Control, FixSessionStart) {
-    g_gnssPortFlag = 1;  // makes the "$GPERR" reports visible on port 54
-    G().on("gpsclient_freqAndInterval").out = {12, 60};
-    const uint32_t single = 1, tracking = 3, other = 2, interval = 5;
-    EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&other, &interval), -1);
-    EXPECT_TRUE(G().calls.empty());
-
-    EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&tracking, &interval), 0);
-    EXPECT_EQ(G().names(),
-              (Calls{"gpsclient_WPCAP", "gpsclient_sessionType", "gpsclient_freqAndInterval",
-                     "gpsclient_freqAndInterval", "gpsclient_startFix"}));
-    EXPECT_EQ(G().calls[1].in, std::vector<int32_t>{1});
-    EXPECT_EQ(G().calls[2].op, 2);
-    EXPECT_EQ(G().calls[3].op, 1);
-    EXPECT_EQ(G().calls[3].in, (std::vector<int32_t>{12, 5}));  // fixes unchanged
-    EXPECT_EQ(G().calls[3].count, 2);
-    EXPECT_EQ(g_fixsionFlag.load(), 1);
-
-    G().calls.clear();
-    g_nmeaPortFlag = 1;  // the NMEA port has the engine: no start
-    EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&single, &interval), 0);
-    EXPECT_EQ(G().names(), (Calls{"gpsclient_WPCAP", "gpsclient_sessionType"}));
-    EXPECT_EQ(G().calls[1].in, std::vector<int32_t>{0});
-    EXPECT_TRUE(reports().empty());
 }
 
 TEST_F(Control, FixSessionStartFailures) {
@@ -247,28 +189,6 @@ TEST_F(Control, FixSessionStartFailures) {
         }
         EXPECT_TRUE(seen);
     }
-}
-
-TEST_F(Control, FixSessionStop) {
-    g_fixsionFlag = 1;
-    g_gnssPortFlag = 1;
-    g_nmealoggingFlag = 1;
-    G().fail("gpsclient_stopFix", 284);
-    EXPECT_EQ(GNSS_IOCTRL_Stop_Fixsession(), 284);
-    EXPECT_EQ(g_fixsionFlag.load(), 1);
-    EXPECT_EQ(errors(), std::vector<std::string>{"\r\n$GPERR,b2,284,* \r\n"});
-
-    G().reset();
-    G().radio(GPS_RADIO_ON);
-    g_nmeaPortFlag = 1;
-    EXPECT_EQ(GNSS_IOCTRL_Stop_Fixsession(), 0);
-    EXPECT_EQ(G().names(), Calls{"gpsclient_WPCAP"});
-    EXPECT_EQ(g_fixsionFlag.load(), 0);
-
-    G().fail("gpsclient_WPCAP", 276);
-    g_fixsionFlag = 1;
-    EXPECT_EQ(GNSS_IOCTRL_Stop_Fixsession(), -1);
-    EXPECT_EQ(g_fixsionFlag.load(), 1);
 }
 
 // The values each operation hands the client are checked through the control

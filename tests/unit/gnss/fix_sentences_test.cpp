@@ -82,37 +82,6 @@ TEST_F(FixSentences, DopValuesComeFromTheLastGsa) {
               (Texts{"$GPFIXAD,1.72,1.03,1.38,2.5*  \r\n", "$GPFIXAD,1.723456,2,,-1e3*  \r\n"}));
 }
 
-TEST_F(FixSentences, WholeEpochOnBothSides) {
-    g_nmeaPortFlag = 1;  // the session copies the raw sentences to the NMEA port
-    const Texts epoch = {
-        sentence("GPGGA,092750.000,5321.6802,N,00630.3372,W,1,8,1.03,61.7,M,55.2,M,,"),
-        sentence("GPGSA,A,3,10,07,05,02,29,04,08,13,,,,,1.72,1.03,1.38"),
-        sentence("GPGSV,1,1,03,10,63,137,17,07,61,098,15,05,59,290,20"),
-        sentence("GPRMC,092750.000,A,5321.6802,N,00630.3372,W,0.02,31.66,280511,,,A"),
-        sentence("GPZQLOC,1.4,0.02,0.01"),
-    };
-    for (const std::string& s : epoch) {
-        nmea(s, 1306575270000);
-    }
-    EXPECT_EQ(reports(), (std::vector<Report>{
-                             {55, epoch[0]},
-                             {55, epoch[1]},
-                             {54, "$GPFIXSL,03,10,63,137,17,07,61,098,15,05,59,290,20,,,,,*  \r\n"},
-                             {55, epoch[2]},
-                             {55, epoch[3]},
-                             {54,
-                              "$GPFIXBD,1306575270000,1,5321.6802,-00630.3372,61.7,0.02,"
-                              "0.01*  \r\n"},
-                             {54, "$GPFIXAD,1.72,1.03,1.38,1.4*  \r\n"},
-                         }));
-}
-
-TEST_F(FixSentences, SinglePortConfiguration) {
-    g_PortCfg = 1;
-    nmea(sentence("GPGGA,1,,,,,0,0,,,M,,M,,"), 3);
-    EXPECT_EQ(fixes(6), Texts{"$GPFIXBD,3,0,,,,,*  \r\n"});
-}
-
 TEST_F(FixSentences, OversizedSentencesAreCutNeverOverrun) {
     // Fields longer than 49 characters, values longer than their slots, more
     // than 50 fields.

@@ -72,35 +72,6 @@ class Relay : public fake::PlatformTest {
     AtResponse rsp{};
 };
 
-TEST_F(Relay, EachHandlerCallsItsServiceAndSettlesTheAnswer) {
-    // A reply with a NUL inside: the text rule stops at it, the length the
-    // service set is kept as it is. Any result but -1 is success.
-    const std::string reply("\r\nOK\r\n\0data", 11);
-    for (const RelayCase& c : kRelays) {
-        SCOPED_TRACE(c.service);
-        for (const int32_t result : {0, INT32_MIN}) {
-            serve(result, 7, reply, 11);
-            EXPECT_EQ(c.handler(&req, &rsp), 0);
-            ASSERT_EQ(ipstack().execs.size(), 1u);
-            EXPECT_EQ(ipstack().execs[0].fn, c.service);
-            EXPECT_EQ(rsp.m_length, c.length_as_set ? 11u : 6u);
-            EXPECT_EQ(rsp.m_retenum, c.ssl ? 0 : 7);
-        }
-        // Failure: the service's number, or 98 when it gave none; no text.
-        for (const auto& [service, want] : {std::pair{0, 98}, std::pair{12, 12}}) {
-            serve(-1, service, "\r\nERROR partial", 15);
-            EXPECT_EQ(c.handler(&req, &rsp), 0);
-            EXPECT_EQ(rsp.m_retenum, want);
-            EXPECT_EQ(rsp.m_length, 0u);
-            EXPECT_EQ(rsp.m_buffer[0], '\0');
-        }
-        ipstack().reset();
-        EXPECT_EQ(c.handler(nullptr, &rsp), -1);
-        EXPECT_EQ(c.handler(&req, nullptr), -1);
-        EXPECT_TRUE(ipstack().calls.empty());
-    }
-}
-
 TEST_F(Relay, AbortOutcomes) {
     struct AbortCase {
         int32_t service, ret, retenum;
@@ -125,46 +96,6 @@ TEST_F(Relay, AbortOutcomes) {
     ASSERT_EQ(P().sent.size(), 1u);
     EXPECT_EQ(P().sent[0].record().m_retenum, 20);
     EXPECT_TRUE(ipstack().calls.empty());
-}
-
-// The whole road through the dispatcher: operation, wire size, bytes, at
-// the data boundaries (empty, binary 1500 bytes).
-TEST_F(Relay, AnswersReachTheKernelWithTheirLength) {
-    struct Road {
-        const char* cmd;
-        uint32_t type;
-        int32_t result;
-        std::string reply;
-        std::optional<uint32_t> length;
-        int32_t want_retenum;
-        std::string want_text;
-    };
-    std::string binary(1500, '\0');
-    for (size_t i = 0; i < binary.size(); ++i) {
-        binary[i] = static_cast<char>(i * 7);
-    }
-    const Road roads[] = {
-        {"^IPOPEN", 2, -1, "\r\nOK\r\n", 6, 98, ""},
-        {"^HTTPCMD", 0, 0, binary, 1500, 0, binary},
-        {"^IPRCV", 0, 0, "", 0, 0, ""},
-    };
-    for (const Road& r : roads) {
-        SCOPED_TRACE(std::string(r.cmd) + " type " + std::to_string(r.type));
-        serve(r.result, 0, r.reply, r.length);
-        RequestBytes b(r.cmd, r.type, 4);
-        b.magic(0xA5A5A5A5);
-        EXPECT_EQ(nl_syswatch_event_report(b.size(), b.data()), 0);
-        ASSERT_EQ(ipstack().execs.size(), 1u);
-        EXPECT_EQ(ipstack().execs[0].type, r.type);
-        ASSERT_EQ(P().sent.size(), 1u);
-        const fake::Sent& s = P().last_sent();
-        EXPECT_EQ(s.size, r.want_text.size() + 25);
-        const AtResponse out = s.record();
-        EXPECT_EQ(out.m_retenum, r.want_retenum);
-        EXPECT_EQ(out.m_uindex, 4u);
-        EXPECT_EQ(out.m_magic, 0xA5A5A5A5u);
-        EXPECT_EQ(s.text(), r.want_text);
-    }
 }
 
 }  // namespace

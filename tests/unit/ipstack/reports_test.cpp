@@ -41,37 +41,6 @@ TEST_F(Reports, InitFailsWhenTheNotifyRegistrationFails) {
     EXPECT_EQ(at_ipstack_init(), -1);
 }
 
-// Each event reaches its builder through the callbacks that serve it.
-TEST_F(Reports, CallbacksRouteTheirEvents) {
-    IpstackDataEvent record{};  // large enough for every event's record
-    record.m_channel = 4;
-    struct Route {
-        uint32_t event;
-        bool posted;
-        const char* text_start;
-    };
-    const Route routes[] = {
-        {61001, true, "\r\n^IPSTATE: "},  {61000, true, "\r\n^IPDATA: "},
-        {61003, true, "\r\n^IPRCVST: "},  {61004, false, "\r\nOK\r\n"},
-        {61002, false, "\r\n^IPSRVST: "},
-    };
-    const auto a1 = reinterpret_cast<uintptr_t>(&record);
-    for (const Route& r : routes) {
-        SCOPED_TRACE(r.event);
-        P().reset();
-        EXPECT_EQ(ipstack_notify_dispatch(r.event, a1, 12345), 0);
-        ASSERT_EQ(P().sent.size(), 1u);
-        EXPECT_EQ(P().last_sent().text().rfind(r.text_start, 0), 0u) << P().last_sent().text();
-        P().reset();
-        EXPECT_EQ(ipstack_post_dispatch(r.event, a1, 0), r.posted ? 0 : -1);
-        EXPECT_EQ(P().sent.size(), r.posted ? 1u : 0u);
-    }
-    for (const uint32_t other : {0u, 60999u, 61005u}) {
-        EXPECT_EQ(ipstack_notify_dispatch(other, a1, 0), -1);
-        EXPECT_EQ(ipstack_post_dispatch(other, a1, 0), -1);
-    }
-}
-
 TEST_F(Reports, NullRecordsAndFailedAllocationsSendNothing) {
     using Builder = int32_t (*)(const void*);
     const Builder builders[] = {at_ipstack_ipstate_report, at_ipstack_sockserv_report,
@@ -86,42 +55,6 @@ TEST_F(Reports, NullRecordsAndFailedAllocationsSendNothing) {
         EXPECT_TRUE(P().sent.empty());
     }
     EXPECT_TRUE(ipstack().calls.empty());
-}
-
-TEST_F(Reports, LinkAndServerStateTexts) {
-    struct Case {
-        uint32_t event;
-        uint32_t v1, v2, v3;
-        const char* text;
-        bool ssl_reset;
-    };
-    const Case cases[] = {
-        {61001, 6, 0, 0, "\r\n^IPSTATE: 7,0,0\r\n", true},
-        {61001, 0xFFFFFFFFu, 0xFFFFFFFFu, 0x80000000u, "\r\n^IPSTATE: 0,-1,-2147483648\r\n", false},
-        {61002, 0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu, "\r\n^IPSRVST: -1,-1,4294967295\r\n", false},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.text);
-        P().reset();
-        ipstack().reset();
-        IpstackStateEvent ev{};
-        std::memset(ev.m_private, 0x5A, sizeof ev.m_private);
-        ev.m_value1 = c.v1;
-        ev.m_value2 = c.v2;
-        ev.m_value3 = c.v3;
-        EXPECT_EQ(ipstack_notify_dispatch(c.event, reinterpret_cast<uintptr_t>(&ev), 0), 0);
-        const fake::Sent& s = only_report(0, 0, 50);
-        EXPECT_EQ(s.text(), c.text);
-        EXPECT_EQ(s.record().m_retenum, 0);
-        std::vector<std::string> want;
-        if (c.ssl_reset) {
-            want.push_back("ipstack_reset_ssl_enable_status");
-        }
-        if (c.event == 61001) {
-            want.push_back("reset_http_sock_type");
-        }
-        EXPECT_EQ(ipstack().calls, want);
-    }
 }
 
 // The data report: header, exactly the copied bytes (NULs included), CRLF.

@@ -1,7 +1,12 @@
-// The registration message: its bytes, its size, its bounds.
+// The registration message: the command table's bytes, the size, the bounds.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -19,78 +24,87 @@ std::vector<uint8_t> build(const AtCmdEntry* table, uint32_t seq = 0, uint32_t p
     return msg;
 }
 
-int32_t some_handler(AtRequest*, AtResponse*) {
-    return 0;
-}
-
-// The whole message of a two-row table: header, each record byte by byte
-// (handler words, a name and template with their NULs, the unaligned template
-// length), then zeros up to the 10240-byte minimum.
-TEST(Registration, WholeMessage) {
-    const AtCmdEntry table[] = {
-        {0, some_handler, 30000, nullptr, 5, nullptr, 6, nullptr, 7, 92, 3, 4, "^AB", 0, nullptr},
-        {0, nullptr, 1, nullptr, 2, nullptr, 3, some_handler, 4, 10, 0, 3, "^C", 6, "(0-1)"},
-        {0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 10, 3, 0, nullptr, 0, nullptr},
-    };
-    const std::vector<uint8_t> msg = build(table, 7, 4321);
-    std::vector<uint8_t> want;
-    const auto u32 = [&](uint32_t v) {
-        for (int i = 0; i < 4; ++i)
-            want.push_back(static_cast<uint8_t>(v >> (8 * i)));
-    };
-    const auto text = [&](const char* s, size_t n) { want.insert(want.end(), s, s + n); };
-    // On the module's 32-bit processor a handler word is the address itself;
-    // elsewhere any non-zero word.
-    const uint32_t h = nl_handler_word(some_handler);
-    ASSERT_NE(h, 0u);
-    if constexpr (sizeof(uintptr_t) == 4) {
-        EXPECT_EQ(h, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(&some_handler)));
+// The golden file: '#' starts a comment, the rest is hex, whitespace ignored.
+std::vector<uint8_t> read_golden() {
+    std::ifstream in(TANDREL_REGISTRATION_GOLDEN);
+    std::vector<uint8_t> out;
+    std::string line;
+    while (std::getline(in, line)) {
+        line = line.substr(0, line.find('#'));
+        std::string digits;
+        for (char c : line)
+            if (!std::isspace(static_cast<unsigned char>(c)))
+                digits += c;
+        for (size_t i = 0; i + 1 < digits.size(); i += 2)
+            out.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
     }
-    u32(10268);                             // nlmsg_len
-    want.insert(want.end(), {3, 0, 0, 0});  // type, flags
-    for (uint32_t w : {7u, 4321u, 1u, 0u, 121u})
-        u32(w);  // seq, pid, device, event, len
-    for (uint32_t w : {0u, h, 30000u, 0u, 5u, 0u, 6u, 0u, 7u, 92u, 3u, 4u})
-        u32(w);
-    text("^AB\0", 4);
-    want.push_back(0);
-    u32(0);  // no template: m_param_len 0, then the single 0 byte
-    want.push_back(0);
-    for (uint32_t w : {0u, 0u, 1u, 0u, 2u, 0u, 3u, h, 4u, 10u, 0u, 3u})
-        u32(w);
-    text("^C\0", 3);
-    want.push_back(0);
-    u32(6);
-    text("(0-1)\0", 6);
-    want.push_back(0);
-    want.resize(10268, 0);
-    EXPECT_EQ(msg, want);
+    return out;
 }
 
-// Every row of the daemon's own table: on the module's 32-bit processor each
-// present handler's word is the handler's address, and a null handler's is 0.
-TEST(Registration, HandlerWordsOfTheCommandTable) {
-    const std::vector<uint8_t> msg = build(g_at_cmd_table);
-    size_t off = 28;
-    for (const AtCmdEntry* e = g_at_cmd_table; e->m_name_len != 0; ++e) {
+void write_golden(const std::vector<uint8_t>& m, const std::vector<size_t>& starts) {
+    std::ofstream out(TANDREL_REGISTRATION_GOLDEN);
+    out << "# The registration built from the daemon's command table (seq 7, pid 4321): the\n"
+           "# 28-byte header, then one record a line. Each handler word present shows as\n"
+           "# 01000000; zero fill follows up to nlmsg_len. Rewritten by the registration test\n"
+           "# with TANDREL_UPDATE_GOLDEN=1 after a deliberate change to the table.\n";
+    for (size_t i = 0; i < starts.size(); ++i) {
+        const size_t end = i + 1 < starts.size() ? starts[i + 1] : 28 + le_get_u32(&m[24]);
+        char hex[3];
+        for (size_t b = starts[i]; b < end; ++b) {
+            std::snprintf(hex, sizeof hex, "%02x", m[b]);
+            out << hex;
+        }
+        out << (i == 0 ? "" : std::string("  # ") + reinterpret_cast<const char*>(&m[starts[i] + 48]))
+            << "\n";
+    }
+}
+
+// Every row of the daemon's table, byte for byte against the golden file: a
+// changed time-out, flag, error code, name or template in any row shows. The
+// records are walked by the message's own length words. Handler words: on the
+// module's 32-bit processor each is the handler's address, elsewhere any
+// non-zero word; a null handler's is 0. Present ones are compared as 1.
+TEST(Registration, CommandTableMatchesTheGoldenFile) {
+    std::vector<uint8_t> msg = build(g_at_cmd_table, 7, 4321);
+    const size_t table_end = 28 + le_get_u32(&msg[24]);
+    std::vector<size_t> starts = {0};
+    const AtCmdEntry* e = g_at_cmd_table;
+    for (size_t off = 28; off < table_end; ++e) {
+        ASSERT_NE(e->m_name_len, 0u) << "more records than rows";
         SCOPED_TRACE(e->m_name);
+        starts.push_back(off);
         const AtHandler handlers[4] = {e->m_set_func, e->m_query_func, e->m_test_func,
                                        e->m_abort_func};
-        for (int op = 0; op < 4; ++op) {
-            const uint32_t word = le_get_u32(&msg[off + 4 + 8 * op]);
+        for (size_t op = 0; op < 4; ++op) {
+            uint8_t* word = &msg[off + 4 + 8 * op];
             if (handlers[op] == nullptr) {
-                EXPECT_EQ(word, 0u) << "operation " << op;
-            } else if constexpr (sizeof(uintptr_t) == 4) {
-                EXPECT_EQ(word, static_cast<uint32_t>(reinterpret_cast<uintptr_t>(handlers[op])))
-                    << "operation " << op;
-            } else {
-                EXPECT_NE(word, 0u) << "operation " << op;
+                EXPECT_EQ(le_get_u32(word), 0u) << "operation " << op;
+                continue;
             }
+            if constexpr (sizeof(uintptr_t) == 4) {
+                EXPECT_EQ(le_get_u32(word), static_cast<uint32_t>(reinterpret_cast<uintptr_t>(handlers[op])))
+                    << "operation " << op;
+            }
+            EXPECT_NE(le_get_u32(word), 0u) << "operation " << op;
+            le_put_u32(word, 1);
         }
         const uint32_t name_len = le_get_u32(&msg[off + 44]);
         off += 54 + name_len + le_get_u32(&msg[off + 49 + name_len]);
     }
-    EXPECT_EQ(off, 28u + 5313u);
+    EXPECT_EQ(e->m_name_len, 0u) << "fewer records than rows";
+    for (size_t i = table_end; i < msg.size(); ++i)
+        ASSERT_EQ(msg[i], 0) << "fill byte " << i;
+    if (std::getenv("TANDREL_UPDATE_GOLDEN") != nullptr)
+        write_golden(msg, starts);
+    const std::vector<uint8_t> golden = read_golden();
+    ASSERT_FALSE(golden.empty()) << TANDREL_REGISTRATION_GOLDEN;
+    EXPECT_EQ(le_get_u32(&golden[0]), msg.size());
+    ASSERT_EQ(golden.size(), table_end);
+    for (size_t i = 0; i < table_end; ++i) {
+        auto rec = std::upper_bound(starts.begin(), starts.end(), i) - 1;
+        ASSERT_EQ(msg[i], golden[i]) << "byte " << i - *rec << " of record " << rec - starts.begin()
+                                     << " (0: the header)";
+    }
 }
 
 TEST(Registration, LongTableSetsTheMessageSize) {
