@@ -28,7 +28,6 @@ int32_t engine(const char* name, const EngineAnswer& answer, AtRequest* pIn, AtR
     EngineCall c;
     c.name = name;
     c.type = pIn->m_type;
-    c.para_count = pIn->m_para_count;
     for (uint32_t i = 0; i < std::min<uint32_t>(pIn->m_para_count, AT_MAX_PARAS); ++i) {
         c.paras.emplace_back(at_para_text(pIn->m_para_list[i]));
     }
@@ -68,7 +67,7 @@ int32_t recorder_at_audrec_cmd(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t recorder_at_reccfg_cmd(AtRequest* pIn, AtResponse* pOut) {
-    return fake::engine("recorder_at_reccfg_cmd", audio().reccfg, pIn, pOut);
+    return fake::engine("recorder_at_reccfg_cmd", fake::EngineAnswer{}, pIn, pOut);
 }
 
 int32_t recorder_at_fileio_cmd(AtRequest* pIn, AtResponse* pOut) {

@@ -15,7 +15,6 @@ namespace fake {
 struct EngineCall {
     std::string name;  // the entry point
     uint32_t type = 0;
-    uint32_t para_count = 0;
     std::vector<std::string> paras;  // texts of the counted parameters
 };
 
@@ -31,7 +30,6 @@ struct Audio {
     EngineAnswer tts_exec;
     EngineAnswer tts_cfg;
     EngineAnswer audrec;
-    EngineAnswer reccfg;
     EngineAnswer fileio;
 
     // Names recorder_at_check_file_name refuses (it also refuses "").

@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -23,7 +22,6 @@ struct GpsCall {
                               // record calls (TLSCFG, chunks, injections, C/N0 list,
                               // navigation query, position): the record's bytes
     int32_t length = 0;       // and the length passed with them
-    bool err_null = false;    // the error-word pointer was null
 };
 
 // How a call answers.
@@ -39,9 +37,6 @@ struct GpsClient {
     std::vector<GpsCall> calls;
     std::map<std::string, GpsReply> standing;            // every call of a function
     std::map<std::string, std::deque<GpsReply>> queued;  // answered first, one per call
-    GpsClientCallbacks callbacks{};                      // as handed to gpsclient_init
-    // Called with the function's name at every call, before it answers.
-    std::function<void(const std::string& fn)> on_call;
     // AT_Cgmr: its result and the bytes it writes into the 66-byte buffer.
     int32_t cgmr_result = 0;
     std::string cgmr_bytes = std::string("\0\0", 2) + "V1.0.3";

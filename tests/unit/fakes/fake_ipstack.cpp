@@ -25,7 +25,6 @@ namespace {
 int32_t exec(const char* fn, AtRequest* pIn, AtResponse* pOut) {
     fake::IpStack& s = fake::ipstack();
     s.calls.push_back(fn);
-    s.execs.push_back({fn, pIn, pOut, pIn != nullptr ? pIn->m_type : 0xFFFFFFFFu});
     if (pOut != nullptr) {
         std::memcpy(pOut->m_buffer, s.reply.data(),
                     std::min(s.reply.size(), sizeof pOut->m_buffer));
@@ -102,8 +101,9 @@ void ipstack_at_set_cme_error(uint32_t error, char* buffer, int32_t mode) {
     s.cme_codes.push_back(error);
     s.cme_mode = mode;
     // The service's contract: at most IPSTACK_CME_TEXT_SIZE bytes, NUL included.
-    const size_t n = std::min<size_t>(s.cme_text.size(), IPSTACK_CME_TEXT_SIZE - 1);
-    std::memcpy(buffer, s.cme_text.data(), n);
+    const std::string text = "\r\n+CME ERROR: 3\r\n";
+    const size_t n = std::min<size_t>(text.size(), IPSTACK_CME_TEXT_SIZE - 1);
+    std::memcpy(buffer, text.data(), n);
     buffer[n] = '\0';
 }
 

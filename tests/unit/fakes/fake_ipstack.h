@@ -10,17 +10,8 @@
 
 namespace fake {
 
-// One call of an AT entry point.
-struct IpstackExec {
-    std::string fn;
-    AtRequest* in;
-    AtResponse* out;
-    uint32_t type;  // the request's m_type as the service saw it
-};
-
 struct IpStack {
     std::vector<std::string> calls;  // every call by name, in order
-    std::vector<IpstackExec> execs;
 
     // What every AT entry point does: writes reply (NULs included) into
     // m_buffer, length into m_length when set, retenum into m_retenum, and
@@ -36,8 +27,7 @@ struct IpStack {
     int32_t errornum_result = 0;
     std::vector<uint32_t> errornum_codes;
 
-    // ipstack_at_set_cme_error: writes cme_text, records its arguments.
-    std::string cme_text = "\r\n+CME ERROR: 3\r\n";
+    // ipstack_at_set_cme_error: writes "\r\n+CME ERROR: 3\r\n", records its arguments.
     std::vector<uint32_t> cme_codes;
     int32_t cme_mode = -1;
 

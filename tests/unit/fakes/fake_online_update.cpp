@@ -1,18 +1,12 @@
 // Recording fake of the online update service.
 #include "fake_online_update.h"
 
-#include <algorithm>
-#include <cstring>
 
 namespace fake {
 
 OnlineUpdate& online_update() {
     static OnlineUpdate s;
     return s;
-}
-
-bool OnlineUpdate::called(const std::string& name) const {
-    return std::find(calls.begin(), calls.end(), name) != calls.end();
 }
 
 }  // namespace fake
@@ -24,7 +18,6 @@ using fake::online_update;
 int32_t change(const char* name, uint32_t* err) {
     fake::OnlineUpdate& s = online_update();
     s.calls.push_back(name);
-    s.err_in = err != nullptr ? *err : 0xFFFFFFFF;
     if (s.result == 0 && err != nullptr) {
         *err = s.err_code;
     }
@@ -49,7 +42,6 @@ int32_t online_update_get_opration_mode(FotaModeRecord* mode) {
 }
 
 int32_t online_update_set_opration_mode(const FotaModeRecord* mode, uint32_t* err) {
-    online_update().set_mode = *mode;
     return change("online_update_set_opration_mode", err);
 }
 
@@ -58,7 +50,6 @@ int32_t online_update_get_connect_para(FotaConnectPara* para) {
 }
 
 int32_t online_update_set_connect_para(const FotaConnectPara* para, uint32_t* err) {
-    online_update().set_connect = *para;
     return change("online_update_set_connect_para", err);
 }
 
@@ -72,8 +63,6 @@ int32_t online_update_download_new_version(uint32_t operation, uint32_t* err) {
 }
 
 int32_t online_update_download_new_version_ex(const char* arg, uint32_t* err) {
-    online_update().oem_buffer.assign(arg, arg + FOTA_OEM_ARG_SIZE);
-    online_update().oem_arg = std::string(arg, strnlen(arg, FOTA_OEM_ARG_SIZE));
     return change("online_update_download_new_version_ex", err);
 }
 

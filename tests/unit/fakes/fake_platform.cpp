@@ -34,9 +34,7 @@ void Platform::reset() {
     send_notify_calls.clear();
     calls.clear();
     sleeps.clear();
-    send_result = init_notify_result = register_result = post_result = 0;
-    m2m_type = 0;
-    app_status_result = 0;
+    send_result = init_notify_result = register_result = 0;
     on_send_notify = nullptr;
     allocs = fail_alloc_at = 0;
     live_allocs = 0;
@@ -87,15 +85,15 @@ int32_t send_at_response_to_kernel(AtResponse* rsp, uint32_t size) {
 int platform_nl_protocol(void) { return 31; }
 uint32_t platform_nl_driver_pid(void) { return 0; }
 
-void QSP_TRACE_PrintInfo(const char* file, int line, int /*module*/, const char* tag, uint32_t level,
-                         const char* fmt, ...) {
+void QSP_TRACE_PrintInfo(const char* /*file*/, int /*line*/, int /*module*/, const char* /*tag*/,
+                         uint32_t /*level*/, const char* fmt, ...) {
     char text[4096];
     va_list ap;
     va_start(ap, fmt);
     vsnprintf(text, sizeof text, fmt, ap);
     va_end(ap);
     std::lock_guard<std::mutex> lock(platform().mu);
-    platform().traces.push_back({file, line, tag, level, text});
+    platform().traces.push_back({text});
 }
 
 void* osa_malloc(uint32_t size) {
@@ -130,7 +128,7 @@ void osa_sleep(uint32_t ms) {
     platform().sleeps.push_back(ms);
 }
 
-int32_t GetM2MType(void) { return platform().m2m_type; }
+int32_t GetM2MType(void) { return 0; }
 
 int32_t store_pid(const char* name) {
     note(std::string("store_pid:") + name);
@@ -144,7 +142,7 @@ int32_t boot_check_update_info(void) {
 
 int32_t QSP_UTIL_UpdateDynAppStatus(const char* app, int32_t status) {
     note(std::string("QSP_UTIL_UpdateDynAppStatus:") + app + ":" + std::to_string(status));
-    return platform().app_status_result;
+    return 0;
 }
 
 int32_t QSP_MSG_Init(const char*) { return 0; }
@@ -164,13 +162,13 @@ int32_t register_notify_handler(uint32_t module, NotifyCallback first, NotifyCal
 }
 
 int32_t post_notify(uint32_t module, uint32_t event, uint32_t len, const void* data) {
-    fake::Posted p{module, event, len, {}, data != nullptr};
+    fake::Posted p{module, event, len, {}};
     if (data != nullptr) {
         p.data.assign(static_cast<const uint8_t*>(data), static_cast<const uint8_t*>(data) + len);
     }
     std::lock_guard<std::mutex> lock(platform().mu);
     platform().posted.push_back(std::move(p));
-    return platform().post_result;
+    return 0;
 }
 
 int32_t send_notify(uint32_t module, uint32_t event, uint32_t in_len, void* buf, uint32_t flags,

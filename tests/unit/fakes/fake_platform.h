@@ -26,10 +26,6 @@ struct Sent {
 };
 
 struct Trace {
-    std::string file;
-    int line;
-    std::string tag;
-    uint32_t level;
     std::string text;
 };
 
@@ -38,7 +34,6 @@ struct Posted {
     uint32_t event;
     uint32_t len;
     std::vector<uint8_t> data;  // the payload copied at the call
-    bool had_data;
 };
 
 struct Registered {
@@ -65,9 +60,6 @@ struct Platform {
     int32_t send_result = 0;
     int32_t init_notify_result = 0;
     int32_t register_result = 0;
-    int32_t post_result = 0;
-    int32_t m2m_type = 0;
-    int32_t app_status_result = 0;
     // send_notify answers through this when set; otherwise -1.
     std::function<int32_t(uint32_t module, uint32_t event, void* buf, uint32_t buf_len)> on_send_notify;
 

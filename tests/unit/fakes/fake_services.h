@@ -13,7 +13,6 @@ namespace fake {
 struct Services {
     std::vector<std::string> calls;  // service calls by name, in order
     GpsClientCallbacks gps_callbacks{};
-    int32_t gpsclient_init_result = 1;
     // The IP stack's heartbeat calls (faked in fake_ipstack.cpp) record here.
     int32_t hbe_maxtime_result = 0;
     int32_t hbe_maxtime_arg = -1;

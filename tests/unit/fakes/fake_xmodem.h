@@ -7,12 +7,9 @@
 namespace fake {
 
 struct Xmodem {
-    int32_t bbou_state = 1;  // 0: the transfer must not start
     int32_t bbou_calls = 0;
-    // start_xmodem_upg: its result, the m_retenum and text it writes.
+    // start_xmodem_upg: its result (it writes an empty text).
     int32_t start_result = 0;
-    int32_t start_retenum = 0;
-    std::string start_text;
     int32_t start_calls = 0;
     std::string start_para;  // parameter 1 as the service saw it
 
