@@ -3,11 +3,8 @@
 #include <gtest/gtest.h>
 #include <linux/netlink.h>
 #include <poll.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -18,8 +15,6 @@
 #include "at_cmd_table.h"
 #include "host_test_support.h"
 #include "le_bytes.h"
-
-extern char** environ;
 
 namespace {
 
@@ -34,23 +29,6 @@ int netlink_socket(uint32_t port) {
         return -1;
     }
     return fd;
-}
-
-// Runs a program with extra environment; returns its pid.
-pid_t spawn(const std::vector<std::string>& argv, const std::vector<std::string>& env_extra) {
-    std::vector<std::string> env = env_extra;
-    for (char** e = environ; *e != nullptr; ++e) {
-        env.emplace_back(*e);  // the later ones lose to the extra ones
-    }
-    std::vector<char*> av, ev;
-    for (const std::string& a : argv)
-        av.push_back(const_cast<char*>(a.c_str()));
-    for (const std::string& e : env)
-        ev.push_back(const_cast<char*>(e.c_str()));
-    av.push_back(nullptr);
-    ev.push_back(nullptr);
-    pid_t pid = -1;
-    return posix_spawn(&pid, av[0], nullptr, nullptr, av.data(), ev.data()) == 0 ? pid : -1;
 }
 
 // An AtRequest of n bytes (at most the record's 9740 are meaningful).
@@ -71,9 +49,9 @@ class Daemon : public ::testing::Test {
         ASSERT_GE(driver_, 0) << "driver port " << driver_port_ << " taken";
         dir_ = test_run_dir() + "/daemon";
         mkdir(dir_.c_str(), 0700);
-        pid_ = spawn(
-            {TANDREL_DAEMON_PATH},
-            {"TANDREL_RUN_DIR=" + dir_, "TANDREL_NL_DRIVER_PID=" + std::to_string(driver_port_)});
+        pid_ = start({TANDREL_DAEMON_PATH},
+                     {"TANDREL_RUN_DIR=" + dir_, "TANDREL_NL_DRIVER_PID=" + std::to_string(driver_port_)},
+                     dir_ + "/tandrel.log");
         ASSERT_GT(pid_, 0);
         uint32_t from = 0;
         registration_ = receive(5000, &from);
@@ -81,10 +59,7 @@ class Daemon : public ::testing::Test {
         ASSERT_EQ(from, static_cast<uint32_t>(pid_));
     }
     void TearDown() override {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
+        stop(pid_, SIGKILL);
         close(driver_);
     }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -23,40 +22,6 @@
 namespace {
 
 using namespace std::chrono_literals;
-
-// Starts argv with extra environment; its standard error goes to log, and
-// status_fd (if not -1) becomes its descriptor 3. The child dies with the test.
-pid_t start(const std::vector<std::string>& argv, const std::vector<std::string>& env,
-            const std::string& log, int status_fd = -1) {
-    const pid_t pid = fork();
-    if (pid != 0) {
-        return pid;
-    }
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-    dup2(fd, 1);
-    dup2(fd, 2);
-    if (status_fd >= 0) {
-        dup2(status_fd, 3);
-    }
-    for (const std::string& e : env) {
-        putenv(const_cast<char*>(e.c_str()));
-    }
-    std::vector<char*> av;
-    for (const std::string& a : argv)
-        av.push_back(const_cast<char*>(a.c_str()));
-    av.push_back(nullptr);
-    execv(av[0], av.data());
-    _exit(127);
-}
-
-void stop(pid_t& pid, int sig) {
-    if (pid > 0) {
-        kill(pid, sig);
-        waitpid(pid, nullptr, 0);
-        pid = -1;
-    }
-}
 
 // CPU time (user + system) the process has used, in clock ticks.
 long cpu_ticks(pid_t pid) {
