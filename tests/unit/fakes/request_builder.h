@@ -44,7 +44,6 @@ public:
         b_[base + 567] = static_cast<uint8_t>(len >> 8);
         return count(++next_);
     }
-    std::vector<uint8_t>& bytes() { return b_; }
     uint8_t* data() { return b_.data(); }
     uint32_t size() const { return static_cast<uint32_t>(b_.size()); }
 
