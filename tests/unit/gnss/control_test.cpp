@@ -1,15 +1,16 @@
-// GNSS control layer: the engine-sharing rule, the radio switch, fix sessions and the control
-// operations.
+// GNSS control layer, called directly and through module 58's control events: the radio switch,
+// fix session start failures, refused values and failures shown as "$GPERR", fixed-width
+// injection texts.
 #include <vector>
 
 #include "gnss_fixture.h"
 #include "gps_adapter/gnss_control.h"
-#include "gps_adapter/gps_at_handlers.h"
+#include "tandrel_main.h"
 
 namespace {
 
 using namespace gnss_test;
-using Calls = std::vector<std::string>;
+using Bytes = std::vector<uint8_t>;
 
 class Control : public GnssTest {
   protected:
@@ -17,17 +18,12 @@ class Control : public GnssTest {
         GnssTest::SetUp();
         G().radio(GPS_RADIO_ON);
     }
-    // The calls that act on the engine or the radio (reads left out).
-    static Calls engine_calls() {
-        Calls out;
-        for (const fake::GpsCall& c : G().calls) {
-            if (c.fn == "gpsclient_startFix" || c.fn == "gpsclient_stopFix" ||
-                (c.fn == "gpsclient_WPCAP" && c.op == 1)) {
-                out.push_back(c.fn == "gpsclient_WPCAP" ? "WPCAP=" + std::to_string(c.in[0])
-                                                        : c.fn.substr(10));
-            }
-        }
-        return out;
+    // The payload in a buffer of exactly its size, so that a read past it is
+    // caught.
+    static int32_t raise(uint32_t event, const Bytes& payload) {
+        auto copy = std::make_unique<uint8_t[]>(payload.size());
+        std::memcpy(copy.get(), payload.data(), payload.size());
+        return tandrel_event_dispatch(event, reinterpret_cast<uintptr_t>(copy.get()), 0);
     }
     static void flags(int32_t gnss, int32_t nmea, int32_t session) {
         g_gnssPortFlag = gnss;
@@ -44,114 +40,8 @@ class Control : public GnssTest {
     }
 };
 
-struct Sharing {
-    const char* what;
-    Answer (*op)();
-    int32_t radio, gnss, nmea, session;
-    Calls engine;
-    int32_t retenum;
-    int32_t gnss_after, nmea_after;
-};
-
-Answer run(AtHandler h, std::initializer_list<uint32_t> values) {
-    fake::RequestBytes req("^X");
-    for (uint32_t v : values) {
-        req.num(v);
-    }
-    return gnss_test::at_run(h, req);
-}
-Answer nmea_start() {
-    return run(AT_NMEA_StartFix, {1});
-}
-Answer nmea_stop() {
-    return run(AT_NMEA_StopFix, {1});
-}
-Answer gnss_start() {
-    return run(AT_NMEA_StartFix, {0});
-}
-Answer gnss_stop() {
-    return run(AT_NMEA_StopFix, {0});
-}
-Answer wpdgp() {
-    return gnss_test::at_set("^WPDGP", {});
-}
-Answer wpend() {
-    return gnss_test::at_set("^WPEND", {});
-}
-
-TEST_F(Control, EngineSharingBetweenThePorts) {
-    const Sharing cases[] = {
-        {"nmea start, all idle", nmea_start, 3, 0, 0, 0, {"startFix"}, 0, 0, 1},
-        {"nmea start, gnss port runs", nmea_start, 3, 1, 0, 0, {}, 0, 1, 1},
-        {"nmea start, session runs", nmea_start, 3, 0, 0, 1, {}, 0, 0, 1},
-        {"nmea start, radio off", nmea_start, 0, 0, 0, 0, {}, 0, 0, 1},
-        {"nmea start twice", nmea_start, 3, 0, 1, 0, {}, 94, 0, 1},
-        {"nmea stop, all idle", nmea_stop, 3, 0, 1, 0, {"stopFix"}, 0, 0, 0},
-        {"nmea stop, gnss port runs", nmea_stop, 3, 1, 1, 0, {}, 0, 1, 0},
-        {"nmea stop, not running", nmea_stop, 3, 0, 0, 0, {}, 95, 0, 0},
-        {"gnss start, all idle", gnss_start, 3, 0, 0, 0, {"startFix"}, 0, 1, 0},
-        {"gnss start, session runs", gnss_start, 3, 0, 0, 1, {"startFix"}, 0, 1, 0},
-        {"gnss start, nmea runs", gnss_start, 3, 0, 1, 0, {}, 0, 1, 1},
-        {"gnss start, radio off", gnss_start, 0, 0, 0, 0, {}, 0, 1, 0},
-        {"gnss start twice", gnss_start, 3, 1, 0, 0, {}, 94, 1, 0},
-        {"gnss stop, nmea runs", gnss_stop, 3, 1, 1, 0, {}, 0, 0, 1},
-        {"gnss stop, not running", gnss_stop, 3, 0, 0, 0, {}, 95, 0, 0},
-        {"gnss stop, session runs", gnss_stop, 3, 1, 0, 1, {"stopFix"}, 0, 0, 0},
-        {"^WPDGP asks nobody", wpdgp, 0, 0, 1, 1, {"startFix"}, 0, 1, 1},
-        {"^WPEND asks nobody", wpend, 0, 1, 1, 1, {"stopFix"}, 0, 0, 1},
-    };
-    for (const Sharing& c : cases) {
-        SCOPED_TRACE(c.what);
-        G().calls.clear();
-        G().radio(c.radio);
-        flags(c.gnss, c.nmea, c.session);
-        const Answer a = c.op();
-        EXPECT_EQ(engine_calls(), c.engine);
-        EXPECT_EQ(a.rsp.m_retenum, c.retenum);
-        EXPECT_EQ(a.text(), c.retenum == 0 ? "\r\nOK\r\n" : "");
-        EXPECT_EQ(a.ret, 0);
-        EXPECT_EQ(g_gnssPortFlag.load(), c.gnss_after);
-        EXPECT_EQ(g_nmeaPortFlag.load(), c.nmea_after);
-        EXPECT_EQ(g_fixsionFlag.load(), c.session);
-    }
-}
-
-TEST_F(Control, FailedEngineCallLeavesThePortFlag) {
-    struct Case {
-        const char* what;
-        Answer (*op)();
-        const char* fn;
-        int32_t err, flag_before, retenum;
-        std::atomic<int32_t>* flag;
-    } cases[] = {
-        {"nmea start", nmea_start, "gpsclient_startFix", 285, 0, 96, &g_nmeaPortFlag},
-        {"nmea stop", nmea_stop, "gpsclient_stopFix", 0, 1, 20, &g_nmeaPortFlag},
-        {"^WPDGP", wpdgp, "gpsclient_startFix", 281, 0, 92, &g_gnssPortFlag},
-        {"^WPEND", wpend, "gpsclient_stopFix", 287, 1, 97, &g_gnssPortFlag},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        G().standing.erase("gpsclient_startFix");
-        G().standing.erase("gpsclient_stopFix");
-        G().fail(c.fn, c.err);
-        flags(0, 0, 0);
-        c.flag->store(c.flag_before);
-        const Answer a = c.op();
-        EXPECT_EQ(a.rsp.m_retenum, c.retenum);
-        EXPECT_EQ(a.rsp.m_length, 0u);
-        EXPECT_EQ(c.flag->load(), c.flag_before);
-    }
-}
-
-TEST_F(Control, PortRequestChecks) {
-    EXPECT_EQ(run(AT_NMEA_StartFix, {1, 1}).rsp.m_retenum, 20);
-    EXPECT_EQ(run(AT_NMEA_StopFix, {}).rsp.m_retenum, 20);
-    EXPECT_TRUE(failed_with(run(AT_NMEA_StartFix, {2}), -1, 92));
-    EXPECT_TRUE(G().calls.empty());
-
-    G().fail("gpsclient_WPCAP", 276);
-    EXPECT_TRUE(failed_with(run(AT_NMEA_StopFix, {0}), -1, 88));
-    EXPECT_EQ(G().names(), Calls{"gpsclient_WPCAP"});
+Bytes text(const std::string& s) {
+    return Bytes(s.begin(), s.end());
 }
 
 TEST_F(Control, RadioOffHandsTheRadioCallAZeroedErrorWord) {
@@ -237,43 +127,53 @@ TEST_F(Control, ControlOperationFailures) {
     }
 }
 
-TEST_F(Control, RefusedValuesAreReportedAndLeaveTheState) {
+TEST_F(Control, FailuresShowOnlyAsGperr) {
+    G().fail("gpsclient_operateMode", 285);
+    // No port wants NMEA: the "$GPERR" goes nowhere.
+    EXPECT_EQ(raise(58005, {0x01}), 0);
+    EXPECT_TRUE(P().sent.empty());
     g_gnssPortFlag = 1;
-    g_NiTimer = 17;
-    const uint32_t timer = 256;
-    EXPECT_EQ(GNSS_IOCTRL_Set_Nitime(&timer), 281);
-    EXPECT_EQ(g_NiTimer.load(), 17);
-    const uint32_t logging = 2;
-    EXPECT_EQ(GNSS_IOCTRL_Set_NMEAlogging_Mode(&logging), -1);
-    EXPECT_EQ(g_nmealoggingFlag.load(), 0);
-    EXPECT_EQ(errors(),
-              (std::vector<std::string>{"\r\n$GPERR,ba,281,* \r\n", "\r\n$GPERR,bd,281,* \r\n"}));
-    EXPECT_TRUE(G().calls.empty());
-
-    const uint32_t on = 1;
-    EXPECT_EQ(GNSS_IOCTRL_Set_NMEAlogging_Mode(&on), 0);
-    EXPECT_EQ(g_nmealoggingFlag.load(), 1);
-    // A timer the client refuses is kept all the same.
-    G().fail("gpsclient_SET_NITIMER", 0);
-    const uint32_t t = 40;
-    EXPECT_EQ(GNSS_IOCTRL_Set_Nitime(&t), -1);
-    EXPECT_EQ(g_NiTimer.load(), 40);
+    EXPECT_EQ(raise(58005, {0x01}), 0);
+    G().fail("gpsclient_aidingData", 282);
+    EXPECT_EQ(raise(58008, {0x00}), 0);
+    EXPECT_EQ(raise(58007, {0x02}), 0);
+    // A failed clear shows nothing, but it reaches the client.
+    EXPECT_EQ(raise(58013, {0x01}), 0);
+    EXPECT_EQ(G().count("gpsclient_aidingData"), 2u);
+    EXPECT_EQ(reports(), (std::vector<Report>{{GNSS_PORT, "\r\n$GPERR,bb,285,* \r\n"},
+                                              {GNSS_PORT, "\r\n$GPERR,b4,282,* \r\n"},
+                                              {GNSS_PORT, "\r\n$GPERR,bd,281,* \r\n"}}));
 }
 
-// The values passed are checked through the control events; failures show as "$GPERR".
-TEST_F(Control, ServerAddressAndAgnssVersion) {
-    g_gnssPortFlag = 1;
-    EXPECT_EQ(IOCTRL_GPS_SetGNSSAddr(nullptr, 3), -1);
-    G().fail("gpsclient_WPURL", 279);
-    EXPECT_EQ(IOCTRL_GPS_SetGNSSAddr("x", 1), -1);
-    G().on("gpsclient_AGNSSCFG").out = {1, 2, 1, 1};
-    EXPECT_EQ(IOCTRL_GPS_SetAGNSSVer(2), 0);
-    G().then("gpsclient_AGNSSCFG", {});
-    G().then("gpsclient_AGNSSCFG", {0, 277, {}, {}});
-    EXPECT_EQ(IOCTRL_GPS_SetAGNSSVer(1), -1);
-    EXPECT_EQ(errors(),
-              (std::vector<std::string>{"\r\n$GPERR,bc,279,* \r\n", "\r\n$GPGNSSVER,2,*\r\n",
-                                        "\r\n$GPERR,b6,277,* \r\n"}));
+template <typename Record>
+Record passed(const char* fn) {
+    Record r{};
+    const fake::GpsCall* c = fake::gps().last(fn);
+    EXPECT_NE(c, nullptr) << fn;
+    if (c != nullptr && c->text.size() == sizeof r) {
+        std::memcpy(&r, c->text.data(), sizeof r);
+    }
+    return r;
+}
+
+// Each text is cut to its width and terminated, whatever follows it.
+TEST_F(Control, ReferenceInjectionsTakeFixedWidthTexts) {
+    EXPECT_EQ(raise(58011, text("1980-01-06T00:00:01.00"
+                                "123"
+                                "999")),
+              0);
+    const auto t = passed<GpsRefTimeInfo>("gpsclient_injRefTime");
+    EXPECT_EQ(t.time, 1000);
+    EXPECT_EQ(t.uncertainty, 123);
+    EXPECT_EQ(raise(58012, text(std::string("12.5000000000001"
+                                            "-2.5\0\0\0\0\0\0\0\0\0\0\0\0"
+                                            "3.25\0\0\0\0\0\0\0\0\0\0\0\0",
+                                            48))),
+              0);
+    const auto p = passed<GpsRefLocInfo>("gpsclient_injRefPos");
+    EXPECT_EQ(p.latitude, 12.5000000000001);
+    EXPECT_EQ(p.longitude, -2.5);
+    EXPECT_EQ(p.accuracy, 3.25f);
 }
 
 }  // namespace

@@ -55,33 +55,6 @@ TEST_F(FixSentences, FixWaitsForItsSpeedValues) {
     EXPECT_TRUE(P().traced("get speed failed !\r\n"));
 }
 
-TEST_F(FixSentences, QualityFieldDecidesWhetherTheFixWaits) {
-    const std::pair<const char*, bool> cases[] = {
-        {"1", true}, {" 1", true}, {"6", true}, {" 0", false}, {"", false}, {" ", false},
-    };
-    for (const auto& [quality, valid] : cases) {
-        SCOPED_TRACE(quality);
-        P().reset();
-        nmea(sentence(std::string("GPGGA,1,5321.6802,N,00630.3372,E,") + quality + ",8,1,9.5,M"),
-             1);
-        const std::string now =
-            std::string("$GPFIXBD,1,") + quality + ",5321.6802,00630.3372,9.5,,*  \r\n";
-        EXPECT_EQ(fixes(), valid ? Texts{} : Texts{now});
-        nmea(sentence("GPZQLOC,,0.5,0.1"), 2);
-        EXPECT_EQ(P().sent.size(), 1u);
-    }
-}
-
-TEST_F(FixSentences, DopValuesComeFromTheLastGsa) {
-    nmea(sentence("GPGSA,A,3,10,07,05,02,29,04,08,13,,,,,1.72,1.03,1.38"));
-    nmea(sentence("GPZQLOC,2.5,0.0,0.0"));
-    nmea(sentence("GPZQLOC,abc,0.0,0.0"));  // no extension value: no sentence
-    nmea(sentence("GPGSA,A,3,10,07,,,,,,,,,,,1.7234567890,2,"));
-    nmea(sentence("GPZQLOC,-1e3x,0.0,0.0"));
-    EXPECT_EQ(fixes(),
-              (Texts{"$GPFIXAD,1.72,1.03,1.38,2.5*  \r\n", "$GPFIXAD,1.723456,2,,-1e3*  \r\n"}));
-}
-
 TEST_F(FixSentences, OversizedSentencesAreCutNeverOverrun) {
     // Fields longer than 49 characters, values longer than their slots, more
     // than 50 fields.

@@ -73,16 +73,6 @@ class GnssTest : public fake::PlatformTest {
     }
 };
 
-// An answer without text: the handler's return and m_retenum.
-inline testing::AssertionResult failed_with(const Answer& a, int32_t ret, int32_t retenum) {
-    if (a.ret == ret && a.rsp.m_retenum == retenum && a.rsp.m_length == 0) {
-        return testing::AssertionSuccess();
-    }
-    return testing::AssertionFailure()
-           << "return " << a.ret << ", m_retenum " << a.rsp.m_retenum << ", m_length "
-           << a.rsp.m_length << "; want " << ret << ", " << retenum << ", 0";
-}
-
 // Calls a handler with the request and a zeroed response, as the dispatcher does.
 inline Answer at_run(AtHandler h, fake::RequestBytes& req) {
     auto rsp = std::make_unique<AtResponse>();
@@ -110,9 +100,6 @@ inline Answer at_set(const char* cmd, std::initializer_list<uint32_t> values) {
 }
 inline Answer at_query(const char* cmd) {
     return at_op(cmd, NL_TYPE_QUERY, {});
-}
-inline Answer at_test(const char* cmd) {
-    return at_op(cmd, NL_TYPE_TEST, {});
 }
 
 }  // namespace gnss_test
