@@ -20,7 +20,7 @@ inline void require(bool ok) {
 // Forgets what the platform and the services recorded in the last run.
 inline void reset() {
     fake::platform().reset();
-    fake::services().reset();
+    fake::gps().reset();
 }
 
 // Bit `n` of `b`.

@@ -53,11 +53,9 @@ TEST_F(Recorder, AudrecChecks) {
         {"empty file name", 0, {"1", ""}, 0, -1, 196, 0, 0},
         {"file name without quotes", 0, {"1", "rec1"}, 0, -1, 196, 0, 0},
         {"file name the engine refuses", 0, {"1", "\"bad\""}, 0, -1, 196, 0, 0},
-        {"record the file being written", 0, {"1", "\"rec4\""}, 0, 4, 195, 0, 0},
         {"play the file being written", 0, {"2", "\"rec4\""}, 0, 4, -1, 1, 0},
         {"record another file", 0, {"1", "\"rec5\""}, 0, 4, -1, 1, 0},
         {"index -1 with no transfer open", 0, {"1", "\"rec-1\""}, 0, -1, -1, 1, 0},
-        {"record into RAM", 0, {"1", "\"RAM\""}, 0, -1, -1, 1, 1},
         {"record RAM with a third parameter stays quoted", 0, {"1", "\"RAM\"", "5"}, 0, -1, -1, 1, 0},
         {"record without a file", 0, {"1"}, 0, -1, -1, 1, 0},
         {"query takes nothing", 1, {}, 2, -1, -1, 2, 0},
@@ -74,7 +72,7 @@ TEST_F(Recorder, AudrecChecks) {
         const audio_test::Outcome o = call(at_recorder_audrec_exec, r);
         if (c.retenum < 0) {
             EXPECT_EQ(o.ret, 0);
-            EXPECT_EQ(fake::audio().call_names(), std::vector<std::string>{"recorder_at_audrec_cmd"});
+            EXPECT_EQ(fake::audio().calls, std::vector<std::string>{"recorder_at_audrec_cmd"});
             EXPECT_EQ(o.text(), "\r\nOK\r\n");
         } else {
             EXPECT_EQ(o.ret, -1);
@@ -86,21 +84,6 @@ TEST_F(Recorder, AudrecChecks) {
         EXPECT_EQ(g_IsRamRecordInProgress, c.ram_flag_after);
         EXPECT_EQ(g_fileio_write_index, c.write_index);
     }
-}
-
-TEST_F(Recorder, TwoParameterRequestsReachTheEngineUnquoted) {
-    RequestBytes r = audrec({"1", "\"rec12\""});
-    call(at_recorder_audrec_exec, r);
-    ASSERT_EQ(fake::audio().calls.size(), 1u);
-    EXPECT_EQ(fake::audio().calls[0].paras, (std::vector<std::string>{"1", "rec12"}));
-
-    // A length the kernel got wrong is not handed on: the engine gets the
-    // length of the text in the field.
-    fake::audio().reset();
-    RequestBytes lying("^AUDREC", 0);
-    lying.text("2").text("\"rec3\"", 500);
-    call(at_recorder_audrec_exec, lying);
-    EXPECT_EQ(fake::audio().strip_lengths, std::vector<uint16_t>{6});
 }
 
 TEST_F(Recorder, FailedStartHoldsThePathUntilTheEndReport) {
@@ -116,18 +99,6 @@ TEST_F(Recorder, FailedStartHoldsThePathUntilTheEndReport) {
         end_of_recording({1, 0, 0, 4000});
         EXPECT_EQ(rec_tts_at_cmd_perm_get(), AUDIO_PERM_FREE);
         EXPECT_EQ(g_IsRamRecordInProgress, 0);
-    }
-}
-
-TEST(RecorderFileIndex, FromTheFourthCharacter) {
-    const struct {
-        const char* name;
-        int32_t index;
-    } cases[] = {
-        {"RAM", 0}, {"rec12", 12}, {"ab", 0}, {"rec-3", -3}, {"recx", 0}, {"rec99999999999", INT_MAX},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(recorder_file_index(c.name), c.index) << c.name;
     }
 }
 

@@ -1,4 +1,4 @@
-// The platform's text conversions at their limits: what converts, what is refused, and the values.
+// The platform's number, base64 and time conversions at their limits.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,32 +8,6 @@
 #include "text_convert.h"
 
 namespace {
-
-TEST(QuotesOut, StripsOnlyAWholeQuotedText) {
-    char out[16];
-    std::memset(out, 'x', sizeof out);
-    EXPECT_EQ(gps_quotes_out("\"abc\"", out, 5), 1);
-    EXPECT_STREQ(out, "abc");
-    EXPECT_EQ(gps_quotes_out("\"\"", out, 2), 1);
-    EXPECT_STREQ(out, "");
-    // The length decides where the text ends, not its NUL.
-    EXPECT_EQ(gps_quotes_out("\"ab\"cd", out, 4), 1);
-    EXPECT_STREQ(out, "ab");
-
-    std::memset(out, 'x', sizeof out);
-    const std::pair<const char*, uint32_t> refused[] = {
-        {"\"", 1}, {"", 0}, {"abc", 3}, {"\"abc", 4}, {"abc\"", 4}, {"\"ab\"", 5}, {"\"abc\"", 3},
-    };
-    for (const auto& [text, len] : refused) {
-        SCOPED_TRACE(text);
-        EXPECT_EQ(gps_quotes_out(text, out, len), 0);
-    }
-    EXPECT_EQ(out[0], 'x') << "a refused text leaves the output";
-
-    char in_place[] = "\"12\"";
-    EXPECT_EQ(gps_quotes_out(in_place, in_place, 4), 1);
-    EXPECT_STREQ(in_place, "12");
-}
 
 TEST(Numbers, IntegersAtTheirLimits) {
     const struct {
@@ -132,24 +106,6 @@ TEST(Base64, DecodesPaddedTextStrictly) {
     }
     b64("AAAAAAAA", &r, 5);  // six bytes do not fit in five
     EXPECT_EQ(r, -1);
-}
-
-TEST(Hex, TwoDigitsPerByte) {
-    uint8_t out[4] = {};
-    uint32_t n = 0;
-    EXPECT_EQ(hex_to_ascii("0aFf", out, 4, &n), 1);
-    EXPECT_EQ(n, 2u);
-    EXPECT_EQ(out[0], 0x0A);
-    EXPECT_EQ(out[1], 0xFF);
-    EXPECT_EQ(hex_to_ascii("00", out, 2, &n), 1);
-    EXPECT_EQ(out[0], 0);
-    n = 9;
-    for (const auto& [text, len] : std::vector<std::pair<const char*, uint32_t>>{
-             {"", 0}, {"abc", 3}, {"0g", 2}, {" 1", 2}, {"1\0", 2}}) {
-        SCOPED_TRACE(len);
-        EXPECT_EQ(hex_to_ascii(text, out, len, &n), 0);
-    }
-    EXPECT_EQ(n, 9u);
 }
 
 TEST(GpsTime, UtcWithLeapSecondsAndHundredths) {

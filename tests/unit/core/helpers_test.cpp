@@ -1,4 +1,4 @@
-// GNSS result mapping and the comma-field readers.
+// The number-field reader, up to byte 254 of an unterminated text.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -8,44 +8,6 @@
 #include "tandrel_core.h"
 
 namespace {
-
-TEST(GpsResultMapping, EdgesAndHolesOfTheMapAnswer20) {
-    const std::pair<uint32_t, int32_t> cases[] = {
-        {275, 20}, {276, 88}, {280, 20}, {286, 20}, {287, 97}, {288, 20}, {0xFFFFFFFF, 20},
-    };
-    for (auto [code, want] : cases) {
-        EXPECT_EQ(gps_errcode_to_retenum(code), want) << code;
-    }
-}
-
-TEST(FindField, FieldsAndEmptyFields) {
-    struct Case {
-        const char* text;
-        uint32_t n;
-        int offset;  // -1: null
-    } cases[] = {
-        {"a,b,c", 0, 0},   {"a,b,c", 2, 4}, {"a,b,c", 3, -1}, {"a,,c", 1, -1}, {"a,*c", 1, -1},
-        {"a,\r\n", 1, -1}, {",b", 0, -1},   {"", 0, -1},      {"a,", 1, -1},
-    };
-    for (const Case& c : cases) {
-        const char* end = c.text + std::strlen(c.text);
-        const char* got = at_find_field(c.n, c.text, end);
-        if (c.offset < 0) {
-            EXPECT_EQ(got, nullptr) << c.text << " field " << c.n;
-        } else {
-            EXPECT_EQ(got, c.text + c.offset) << c.text << " field " << c.n;
-        }
-    }
-    EXPECT_EQ(at_find_field(0, nullptr, "x"), nullptr);
-    EXPECT_EQ(at_find_field(0, "x", nullptr), nullptr);
-}
-
-TEST(FindField, NeverLooksAtOrPastEnd) {
-    const char text[] = "ab,cd";
-    EXPECT_EQ(at_find_field(1, text, text + 2), nullptr);  // the comma lies at end
-    EXPECT_EQ(at_find_field(1, text, text + 3), nullptr);  // field starts at end
-    EXPECT_EQ(at_find_field(1, text, text + 4), text + 3);
-}
 
 TEST(NumberField, CopiesTheNumberThatBeginsTheField) {
     struct Case {
@@ -83,14 +45,6 @@ TEST(NumberField, UnterminatedTextIsReadToByte254AndRestored) {
     EXPECT_EQ(text[254], '7');
     EXPECT_EQ(at_get_number_field(0, nullptr, out, 1), 0);
     EXPECT_EQ(at_get_number_field(0, text, nullptr, 1), 0);
-}
-
-TEST(NumberField, FieldStartingAtTheLastByteIsRefused) {
-    char text[255];
-    std::memset(text, ',', sizeof text);
-    text[254] = '5';
-    char out[8] = {};
-    EXPECT_EQ(at_get_number_field(254, text, out, sizeof out), 0);
 }
 
 }  // namespace

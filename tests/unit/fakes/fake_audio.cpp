@@ -14,24 +14,10 @@ Audio& audio() {
     return a;
 }
 
-std::vector<std::string> Audio::call_names() const {
-    std::vector<std::string> names;
-    for (const EngineCall& c : calls) {
-        names.push_back(c.name);
-    }
-    return names;
-}
-
 namespace {
 
-int32_t engine(const char* name, const EngineAnswer& answer, AtRequest* pIn, AtResponse* pOut) {
-    EngineCall c;
-    c.name = name;
-    c.type = pIn->m_type;
-    for (uint32_t i = 0; i < std::min<uint32_t>(pIn->m_para_count, AT_MAX_PARAS); ++i) {
-        c.paras.emplace_back(at_para_text(pIn->m_para_list[i]));
-    }
-    audio().calls.push_back(std::move(c));
+int32_t engine(const char* name, const EngineAnswer& answer, AtRequest*, AtResponse* pOut) {
+    audio().calls.push_back(name);
     if (answer.retenum != 0) {
         pOut->m_retenum = answer.retenum;
     }
@@ -84,8 +70,7 @@ int32_t recorder_at_fileio_cmd(AtRequest* pIn, AtResponse* pOut) {
     const std::vector<RecorderFileData> packets = audio().fileio_events;
     for (const RecorderFileData& p : packets) {
         if (deliver != nullptr) {
-            audio().fileio_event_results.push_back(deliver(
-                RECORDER_EVT_FILEDATA, reinterpret_cast<uintptr_t>(&p), sizeof p));
+            deliver(RECORDER_EVT_FILEDATA, reinterpret_cast<uintptr_t>(&p), sizeof p);
         }
     }
     if (audio().during_fileio) {
@@ -95,7 +80,6 @@ int32_t recorder_at_fileio_cmd(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t recorder_at_strip_quotes_out(char* in, char* out, uint16_t length) {
-    audio().strip_lengths.push_back(length);
     if (length < 2 || in[0] != '"' || in[length - 1] != '"') {
         return 0;
     }

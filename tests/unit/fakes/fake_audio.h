@@ -11,13 +11,6 @@
 
 namespace fake {
 
-// One call of an engine's AT entry point, as the engine saw the request.
-struct EngineCall {
-    std::string name;  // the entry point
-    uint32_t type = 0;
-    std::vector<std::string> paras;  // texts of the counted parameters
-};
-
 // What an engine entry point answers.
 struct EngineAnswer {
     int32_t result = 0;    // -1 is failure
@@ -26,7 +19,7 @@ struct EngineAnswer {
 };
 
 struct Audio {
-    std::vector<EngineCall> calls;
+    std::vector<std::string> calls;  // the engine entry points called, in order
     EngineAnswer tts_exec;
     EngineAnswer tts_cfg;
     EngineAnswer audrec;
@@ -34,21 +27,16 @@ struct Audio {
 
     // Names recorder_at_check_file_name refuses (it also refuses "").
     std::vector<std::string> rejected_names;
-    // The length handed to each recorder_at_strip_quotes_out.
-    std::vector<uint16_t> strip_lengths;
     // Every recorder_save_ram_size, in order.
     std::vector<int32_t> saved_ram_sizes;
     // Packets the recorder engine delivers as events 79002 while
     // recorder_at_fileio_cmd runs, through module 80's first callback as the
-    // bus's synchronous send would; the callback's results are kept.
+    // bus's synchronous send would.
     std::vector<RecorderFileData> fileio_events;
-    std::vector<int32_t> fileio_event_results;
     // Runs inside recorder_at_fileio_cmd after the packets, when set.
     std::function<void()> during_fileio;
 
     void reset() { *this = Audio{}; }
-    // Names of the calls, in order.
-    std::vector<std::string> call_names() const;
 };
 
 Audio& audio();
@@ -60,15 +48,6 @@ inline RecorderFileData read_packet(const std::string& data, uint32_t file_size)
     p.data_len = static_cast<int32_t>(data.size());
     p.file_size = file_size;
     std::memcpy(p.data, data.data(), std::min(data.size(), sizeof p.data));
-    return p;
-}
-inline RecorderFileData tag_packet(const std::string& tag, const std::string& name,
-                                   uint32_t file_size) {
-    RecorderFileData p{};
-    p.kind = RECORDER_FILEDATA_READ;
-    p.file_size = file_size;
-    std::memcpy(p.data, tag.data(), std::min(tag.size(), sizeof p.data));
-    std::memcpy(p.file_name, name.data(), std::min(name.size(), sizeof p.file_name));
     return p;
 }
 inline RecorderFileData ack_packet(uint16_t packet_no, int32_t data_len) {

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include "fake_services.h"
 #include "module_info.h"
 
 namespace fake {
@@ -101,11 +100,7 @@ int32_t op_call(const char* fn, int32_t op, int32_t* value, int32_t* err) {
 
 extern "C" {
 
-int32_t gpsclient_init(GpsClientCallbacks* callbacks) {
-    fake::services().calls.push_back("gpsclient_init");
-    if (callbacks != nullptr) {
-        fake::services().gps_callbacks = *callbacks;
-    }
+int32_t gpsclient_init(GpsClientCallbacks*) {
     return 1;
 }
 
@@ -142,8 +137,7 @@ int32_t gpsclient_freqAndInterval(int32_t op, int32_t* times, int32_t* interval,
     fake::GpsCall c;
     c.fn = "gpsclient_freqAndInterval";
     c.op = op;
-    c.count = count;
-    return answer(std::move(c), {times, interval}, err);
+    return answer(std::move(c), {times, interval, &count}, err);
 }
 
 int32_t gpsclient_WNICT(int32_t op, int32_t* allow, int32_t* req_id, int32_t* err) {
@@ -165,18 +159,7 @@ int32_t gpsclient_WPURL(int32_t op, char* address, int32_t length, int32_t* err)
     if (address != nullptr && length > 0) {
         c.text.assign(address, static_cast<size_t>(length));
     }
-    const fake::GpsReply r = gps().next(c.fn);
-    gps().calls.push_back(std::move(c));
-    if (r.result == 0) {
-        if (err != nullptr) {
-            *err = r.err;
-        }
-        return 0;
-    }
-    if (op == GPS_OP_GET && address != nullptr) {
-        std::memcpy(address, r.text.c_str(), std::min<size_t>(r.text.size() + 1, 129));
-    }
-    return r.result;
+    return record_and_reply(std::move(c), err).result;
 }
 
 int32_t gpsclient_AGNSSCFG(int32_t op, GpsAgnssCfg* cfg, int32_t* err) {
@@ -264,10 +247,10 @@ int32_t gpsclient_GnssPosition(int32_t op, GpsPositionInfo* pos, int32_t* err) {
     return record_call("gpsclient_GnssPosition", op, pos, err);
 }
 
+// The module's version query: "V1.0.3" after two NULs, and a result of 0.
 int32_t AT_Cgmr(char* version) {
-    const std::string& b = gps().cgmr_bytes;
-    std::memcpy(version, b.data(), std::min<size_t>(b.size(), 66));
-    return gps().cgmr_result;
+    std::memcpy(version, "\0\0V1.0.3", 9);
+    return 0;
 }
 
 }  // extern "C"

@@ -17,7 +17,6 @@ struct GpsCall {
     std::string fn;           // "gpsclient_WPCAP"
     int32_t op = 0;           // operation code; 0 for calls without one
     std::vector<int32_t> in;  // the values pointed to at the call (AGNSSCFG: its four words)
-    int32_t count = 0;        // gpsclient_freqAndInterval's fifth argument
     std::string text;         // gpsclient_WPURL / gpsclient_send_nitext: the characters passed;
                               // record calls (TLSCFG, chunks, injections, C/N0 list,
                               // navigation query, position): the record's bytes
@@ -29,28 +28,19 @@ struct GpsReply {
     int32_t result = 1;        // 0 = failure
     int32_t err = 0;           // written to the error word on failure, and on success when set
     std::vector<int32_t> out;  // written to the values on success; empty leaves them
-    std::string text;          // gpsclient_WPURL get: the address written; record calls: bytes
-                               // written over the record's start on success
+    std::string text;          // record calls: bytes written over the record's start on success
 };
 
 struct GpsClient {
     std::vector<GpsCall> calls;
     std::map<std::string, GpsReply> standing;            // every call of a function
     std::map<std::string, std::deque<GpsReply>> queued;  // answered first, one per call
-    // AT_Cgmr: its result and the bytes it writes into the 66-byte buffer.
-    int32_t cgmr_result = 0;
-    std::string cgmr_bytes = std::string("\0\0", 2) + "V1.0.3";
 
     void reset() { *this = GpsClient{}; }
     GpsReply& on(const std::string& fn) { return standing[fn]; }
     void fail(const std::string& fn, int32_t err) { on(fn) = GpsReply{0, err, {}, {}}; }
     void then(const std::string& fn, GpsReply r) { queued[fn].push_back(std::move(r)); }
     void radio(int32_t state) { on("gpsclient_WPCAP").out = {state}; }
-    // A call that passes a record answers with the bytes of rec.
-    template <typename Record>
-    void record(const std::string& fn, const Record& rec) {
-        on(fn).text.assign(reinterpret_cast<const char*>(&rec), sizeof rec);
-    }
 
     size_t count(const std::string& fn) const;
     const GpsCall* last(const std::string& fn) const;

@@ -31,10 +31,7 @@ void Platform::reset() {
     traces.clear();
     posted.clear();
     registered.clear();
-    send_notify_calls.clear();
-    calls.clear();
     sleeps.clear();
-    send_result = init_notify_result = register_result = 0;
     on_send_notify = nullptr;
     allocs = fail_alloc_at = 0;
     live_allocs = 0;
@@ -58,16 +55,6 @@ Platform& platform() {
 
 using fake::platform;
 
-namespace {
-
-// Lists a platform call by name.
-void note(std::string call) {
-    std::lock_guard<std::mutex> lock(platform().mu);
-    platform().calls.push_back(std::move(call));
-}
-
-}  // namespace
-
 extern "C" {
 
 int g_user_fd = -1;
@@ -79,7 +66,7 @@ int32_t send_at_response_to_kernel(AtResponse* rsp, uint32_t size) {
     s.bytes.assign(reinterpret_cast<const uint8_t*>(rsp), reinterpret_cast<const uint8_t*>(rsp) + size);
     std::lock_guard<std::mutex> lock(platform().mu);
     platform().sent.push_back(std::move(s));
-    return platform().send_result;
+    return 0;
 }
 
 int platform_nl_protocol(void) { return 31; }
@@ -118,10 +105,7 @@ void osa_free(void* ptr) {
     std::free(ptr);
 }
 
-uintptr_t osa_pthread_create(const char*, uint32_t, uint32_t, void* (*)(void*), void*) {
-    note("osa_pthread_create");
-    return 1;
-}
+uintptr_t osa_pthread_create(const char*, uint32_t, uint32_t, void* (*)(void*), void*) { return 1; }
 
 void osa_sleep(uint32_t ms) {
     std::lock_guard<std::mutex> lock(platform().mu);
@@ -130,35 +114,20 @@ void osa_sleep(uint32_t ms) {
 
 int32_t GetM2MType(void) { return 0; }
 
-int32_t store_pid(const char* name) {
-    note(std::string("store_pid:") + name);
-    return 0;
-}
-
-int32_t boot_check_update_info(void) {
-    note("boot_check_update_info");
-    return 0;
-}
-
-int32_t QSP_UTIL_UpdateDynAppStatus(const char* app, int32_t status) {
-    note(std::string("QSP_UTIL_UpdateDynAppStatus:") + app + ":" + std::to_string(status));
-    return 0;
-}
+int32_t store_pid(const char*) { return 0; }
+int32_t boot_check_update_info(void) { return 0; }
+int32_t QSP_UTIL_UpdateDynAppStatus(const char*, int32_t) { return 0; }
 
 int32_t QSP_MSG_Init(const char*) { return 0; }
 int32_t QSP_UTIL_SockBaseRegEvtProc(void) { return 0; }
 void* QSP_UTIL_SockBaseStart(void*) { return nullptr; }
 
-int32_t init_notify(void) {
-    note("init_notify");
-    return platform().init_notify_result;
-}
+int32_t init_notify(void) { return 0; }
 
 int32_t register_notify_handler(uint32_t module, NotifyCallback first, NotifyCallback second) {
     std::lock_guard<std::mutex> lock(platform().mu);
-    platform().calls.push_back("register_notify_handler:" + std::to_string(module));
     platform().registered.push_back({module, first, second});
-    return platform().register_result;
+    return 0;
 }
 
 int32_t post_notify(uint32_t module, uint32_t event, uint32_t len, const void* data) {
@@ -171,12 +140,11 @@ int32_t post_notify(uint32_t module, uint32_t event, uint32_t len, const void* d
     return 0;
 }
 
-int32_t send_notify(uint32_t module, uint32_t event, uint32_t in_len, void* buf, uint32_t flags,
+int32_t send_notify(uint32_t module, uint32_t event, uint32_t, void* buf, uint32_t,
                     uint32_t buf_len) {
     std::function<int32_t(uint32_t, uint32_t, void*, uint32_t)> answer;
     {
         std::lock_guard<std::mutex> lock(platform().mu);
-        platform().send_notify_calls.push_back({module, event, in_len, flags, buf_len});
         answer = platform().on_send_notify;
     }
     return answer ? answer(module, event, buf, buf_len) : -1;

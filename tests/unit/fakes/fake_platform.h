@@ -11,7 +11,7 @@
 
 #include "at_record.h"
 #include "fake_ipstack.h"
-#include "fake_services.h"
+#include "fake_gpsclient.h"
 #include "qsp_notify.h"
 
 namespace fake {
@@ -42,24 +42,14 @@ struct Registered {
     NotifyCallback second;
 };
 
-struct SendNotifyCall {
-    uint32_t module, event, in_len, flags, buf_len;
-};
-
 struct Platform {
     std::mutex mu;
     std::vector<Sent> sent;
     std::vector<Trace> traces;
     std::vector<Posted> posted;
     std::vector<Registered> registered;
-    std::vector<SendNotifyCall> send_notify_calls;
-    std::vector<std::string> calls;  // other platform calls, by name, in order
     std::vector<uint32_t> sleeps;
 
-    // Results chosen by a test.
-    int32_t send_result = 0;
-    int32_t init_notify_result = 0;
-    int32_t register_result = 0;
     // send_notify answers through this when set; otherwise -1.
     std::function<int32_t(uint32_t module, uint32_t event, void* buf, uint32_t buf_len)> on_send_notify;
 
@@ -81,7 +71,7 @@ class PlatformTest : public ::testing::Test {
 protected:
     void SetUp() override {
         platform().reset();
-        services().reset();
+        gps().reset();
         ipstack().reset();
     }
     void TearDown() override { EXPECT_EQ(platform().live_allocs, 0) << "osa_malloc without osa_free"; }

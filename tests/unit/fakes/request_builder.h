@@ -23,11 +23,6 @@ public:
         }
         return *this;
     }
-    RequestBytes& magic(uint32_t v) { return u32(4, v); }
-    RequestBytes& reserved(uint8_t v) {
-        b_[12] = v;
-        return *this;
-    }
     RequestBytes& count(uint32_t n) { return u32(80, n); }
     // Appends a numeric parameter (usParaLen 0).
     RequestBytes& num(uint32_t v) {

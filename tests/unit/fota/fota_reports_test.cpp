@@ -1,4 +1,4 @@
-// FOTA state reports: registration, event routing, report texts and records, failure paths.
+// FOTA state reports: records bounded by their length and by the work buffer.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -44,31 +44,7 @@ class FotaReports : public fake::PlatformTest {
         EXPECT_EQ(r.m_buffer[r.m_length], '\0');
         return s.text();
     }
-    void answer_last_state(const FotaStateInfo& i) {
-        P().on_send_notify = [i](uint32_t, uint32_t, void* buf, uint32_t len) {
-            std::memcpy(buf, &i, std::min<size_t>(len, sizeof i));
-            return 0;
-        };
-    }
 };
-
-TEST_F(FotaReports, InitFailsWhenRegistrationFails) {
-    P().register_result = 5;
-    EXPECT_EQ(at_update_init(), -1);
-}
-
-TEST_F(FotaReports, StateRecordTexts) {
-    const std::pair<FotaStateInfo, std::string> cases[] = {
-        // Fields a state does not show are ignored; sizes above 2^31 print negative.
-        {info(12, 9, "V2", 0x80000000u, "fixes"), "\r\n^FOTASTATE: 12,V2,-2147483648,fixes\r\n"},
-        {info(13, 3), "\r\n^FOTASTATE: 13,3\r\n"},
-        {info(15, 4, "V2"), "\r\n^FOTASTATE: 15\r\n"},
-    };
-    for (const auto& [i, text] : cases) {
-        EXPECT_EQ(raise_state(i), 0);
-        EXPECT_EQ(report(), text);
-    }
-}
 
 TEST_F(FotaReports, NewVersionTextIsBoundedByTheRecordAndTheWorkBuffer) {
     FotaStateInfo i = info(12, 0, "", 7);
@@ -104,69 +80,6 @@ TEST_F(FotaReports, ShortRecordsReportWhatTheirStateReads) {
                   c.text != nullptr ? 0 : -1);
         EXPECT_EQ(P().sent.empty() ? std::string() : report(), c.text != nullptr ? c.text : "");
     }
-}
-
-TEST_F(FotaReports, RecordsThatCannotBeReadSendNothing) {
-    const FotaStateInfo i = info(15);
-    EXPECT_EQ(update_notify_handler(63000, 0, sizeof i), -1);
-    EXPECT_EQ(update_notify_handler(63001, reinterpret_cast<uintptr_t>(&i), sizeof i), -1);
-    EXPECT_EQ(update_event_dispatch(63000, 30, 1), -1);
-    EXPECT_EQ(update_event_dispatch(63004, 30, 1), -1);
-    EXPECT_TRUE(P().sent.empty());
-}
-
-TEST_F(FotaReports, StatePairIsSigned) {
-    EXPECT_EQ(update_event_dispatch(63001, 0xFFFFFFFE, 0xFFFFFFFF), 0);
-    EXPECT_EQ(report(), "\r\n^FOTASTATE: -2,-1\r\n");
-}
-
-TEST_F(FotaReports, LastStateAsksTheServiceAfterAPause) {
-    answer_last_state(info(12, 0, "V3", 4096, "security"));
-    EXPECT_EQ(update_event_dispatch(63002, 0, 0), 0);
-    EXPECT_EQ(report(), "\r\n^FOTASTATE: 12,V3,4096,security\r\n");
-    EXPECT_EQ(P().sleeps, std::vector<uint32_t>{500});
-    ASSERT_EQ(P().send_notify_calls.size(), 1u);
-    const fake::SendNotifyCall& c = P().send_notify_calls[0];
-    EXPECT_EQ(c.module, 3u);
-    EXPECT_EQ(c.event, 3035u);
-    EXPECT_EQ(c.in_len, 0u);
-    EXPECT_EQ(c.flags, 0u);
-    EXPECT_EQ(c.buf_len, 1360u);
-
-    for (uint32_t state : {13u, 20u}) {
-        answer_last_state(info(state, 5, "V3"));
-        EXPECT_EQ(update_event_dispatch(63002, 0, 0), 0);
-        EXPECT_EQ(report(), "\r\n^FOTASTATE: 14\r\n") << state;
-    }
-}
-
-TEST_F(FotaReports, FailedLastStateRequestSendsNothing) {
-    EXPECT_EQ(update_event_dispatch(63002, 0, 0), -1);  // no module took the request
-    P().on_send_notify = [](uint32_t, uint32_t, void*, uint32_t) { return 5; };
-    EXPECT_EQ(update_event_dispatch(63002, 0, 0), 5);
-    EXPECT_TRUE(P().sent.empty());
-}
-
-TEST_F(FotaReports, AllocationAndSendFailures) {
-    const FotaStateInfo i = info(15);
-    answer_last_state(i);
-    // Allocations per report: work buffer and response; the last state takes
-    // its record first.
-    const std::pair<uint32_t, uint64_t> cases[] = {
-        {63000, 1}, {63000, 2}, {63001, 2}, {63002, 1}, {63002, 3}, {63003, 2},
-    };
-    for (const auto& [event, nth] : cases) {
-        SCOPED_TRACE(std::to_string(event) + " allocation " + std::to_string(nth));
-        P().allocs = 0;
-        P().fail_alloc_at = nth;
-        const int32_t rc = event == 63000 ? raise_state(i) : update_event_dispatch(event, 1, 2);
-        EXPECT_EQ(rc, -1);
-        EXPECT_TRUE(P().sent.empty());
-        EXPECT_EQ(P().live_allocs, 0);
-    }
-    P().fail_alloc_at = 0;
-    P().send_result = -1;
-    EXPECT_EQ(update_event_dispatch(63003, 0, 0), -1);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// IP stack reports: routing, report bytes, data boundaries, late results, failure paths.
+// IP stack data reports: bytes within and beyond the record.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -14,7 +14,6 @@ namespace {
 
 using fake::ipstack;
 
-constexpr uint32_t kIdLate = 0xFFFFFFFFu;
 
 class Reports : public fake::PlatformTest {
   protected:
@@ -31,31 +30,6 @@ class Reports : public fake::PlatformTest {
         return s;
     }
 };
-
-TEST_F(Reports, InitFailsWhenTheNotifyRegistrationFails) {
-    EXPECT_EQ(at_ipstack_init(), 0);
-    ASSERT_EQ(P().registered.size(), 1u);
-    EXPECT_EQ(P().registered[0].module, 62u);
-    P().reset();
-    P().register_result = 1;
-    EXPECT_EQ(at_ipstack_init(), -1);
-}
-
-TEST_F(Reports, NullRecordsAndFailedAllocationsSendNothing) {
-    using Builder = int32_t (*)(const void*);
-    const Builder builders[] = {at_ipstack_ipstate_report, at_ipstack_sockserv_report,
-                                at_ipstack_iprcv_report, at_ipstack_ipdata_report,
-                                at_ipstack_unsolid_ok_report};
-    IpstackDataEvent record{};
-    for (const Builder b : builders) {
-        P().reset();
-        EXPECT_EQ(b(nullptr), -1);
-        P().fail_alloc_at = 1;
-        EXPECT_EQ(b(&record), -1);
-        EXPECT_TRUE(P().sent.empty());
-    }
-    EXPECT_TRUE(ipstack().calls.empty());
-}
 
 // The data report: header, exactly the copied bytes (NULs included), CRLF.
 TEST_F(Reports, DataCopiesItsBytesWithinTheRecord) {
@@ -115,63 +89,6 @@ TEST_F(Reports, DataBeyondTheRecordIsRefused) {
         ev.m_encoded = c.encoded;
         EXPECT_EQ(at_ipstack_ipdata_report(&ev), -1);
         EXPECT_TRUE(P().sent.empty());
-    }
-}
-
-TEST_F(Reports, RecordsAreReadWhereverTheyLie) {
-    // The service's record need not be aligned for this daemon's types.
-    std::vector<uint8_t> bytes(sizeof(IpstackDataEvent) + 1, 0);
-    IpstackDataEvent ev{};
-    ev.m_link = 4;
-    ev.m_channel = 2;
-    ev.m_len = 2;
-    ev.m_data[0] = 'h';
-    ev.m_data[1] = 'i';
-    std::memcpy(bytes.data() + 1, &ev, sizeof ev);
-    EXPECT_EQ(at_ipstack_ipdata_report(bytes.data() + 1), 0);
-    EXPECT_EQ(only_report(6, 1, 43).text(), "\r\n^IPDATA: 5,2,hi\r\n");
-}
-
-TEST_F(Reports, LateFinalResults) {
-    struct Case {
-        const char* what;
-        uint32_t kind;
-        uint32_t error;
-        uint32_t count;
-        std::string text;
-        int32_t retenum;
-        std::vector<std::string> calls;
-    };
-    const Case cases[] = {
-        {"send done", 5, 0, 2, "\r\n^IPSENDEX: 3\r\n\r\nOK\r\n", 0, {}},
-        {"send done with 502", 5, 502, 0, "\r\n^IPSENDEX: 1\r\n\r\nOK\r\n", 0, {}},
-        {"send failed", 5, 65, 0, "\r\n+CME ERROR: 3\r\n", 0, {"ipstack_at_set_cme_error"}},
-        {"receive timed out", 18, 65, 0, "\r\n^SSLRX: 0\r\nTIMEOUT\r\n\r\nOK\r\n", 0, {}},
-        {"time-out of another command", 3, 65, 0, "", 13, {"ipstack_get_at_errornum"}},
-        {"other failure", 0, 7, 0, "", 13, {"ipstack_get_at_errornum"}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
-        P().reset();
-        ipstack().reset();
-        ipstack().errornum_result = 13;
-        IpstackResultEvent ev{};
-        ev.m_cmd_kind = c.kind;
-        ev.m_error = c.error;
-        ev.m_count = c.count;
-        ev.m_channel = 7;
-        EXPECT_EQ(ipstack_notify_dispatch(61004, reinterpret_cast<uintptr_t>(&ev), 0), 0);
-        const fake::Sent& s = only_report(51, 1, kIdLate);
-        EXPECT_EQ(s.text(), c.text);
-        EXPECT_EQ(s.record().m_retenum, c.retenum);
-        EXPECT_EQ(ipstack().calls, c.calls);
-        if (!c.calls.empty() && c.calls[0] == "ipstack_get_at_errornum") {
-            EXPECT_EQ(ipstack().errornum_codes, std::vector<uint32_t>{c.error});
-        }
-        if (!c.calls.empty() && c.calls[0] == "ipstack_at_set_cme_error") {
-            EXPECT_EQ(ipstack().cme_codes, std::vector<uint32_t>{c.error});
-            EXPECT_EQ(ipstack().cme_mode, 2);
-        }
     }
 }
 

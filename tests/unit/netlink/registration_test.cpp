@@ -1,4 +1,4 @@
-// The registration message: the command table's bytes, the size, the bounds.
+// The registration message: the command table's bytes against the golden file, and the size.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -105,48 +105,6 @@ TEST(Registration, CommandTableMatchesTheGoldenFile) {
         ASSERT_EQ(msg[i], golden[i]) << "byte " << i - *rec << " of record " << rec - starts.begin()
                                      << " (0: the header)";
     }
-}
-
-TEST(Registration, LongTableSetsTheMessageSize) {
-    // 100 rows of 115 bytes: 11500, beyond the 10240 minimum.
-    const std::string name = "^" + std::string(59, 'N');
-    std::vector<AtCmdEntry> table(101, AtCmdEntry{});
-    for (size_t i = 0; i < 100; ++i) {
-        table[i].m_name_len = static_cast<uint32_t>(name.size() + 1);
-        table[i].m_name = name.c_str();
-    }
-    const NlRegistrationSize size = nl_registration_size(table.data());
-    EXPECT_EQ(size.cmdtbl_len, 11500u);
-    EXPECT_EQ(size.final_len, 11500u);
-    EXPECT_EQ(size.nlmsg_len, 11528u);
-    EXPECT_EQ(size.buffer_size, 11528u);
-    const std::vector<uint8_t> msg = build(table.data());
-    EXPECT_EQ(le_get_u32(&msg[0]), 11528u);
-
-    std::vector<uint8_t> small(size.nlmsg_len - 1, 0xEE);
-    EXPECT_EQ(nl_build_registration(table.data(), 0, 0, small.data(),
-                                    static_cast<uint32_t>(small.size())),
-              0u);
-    EXPECT_EQ(small[0], 0xEE) << "nothing written into a buffer that is too small";
-}
-
-TEST(Registration, LengthWordsLongerThanTheirTextsReadNoFurther) {
-    // The length words decide the layout; the texts are read to their NUL only.
-    static const char name[] = "^A";
-    static const char param[] = "(1)";
-    const AtCmdEntry table[] = {
-        {0, nullptr, 0, nullptr, 0, nullptr, 0, nullptr, 0, 0, 0, 10, name, 9, param},
-        {},
-    };
-    const std::vector<uint8_t> msg = build(table);
-    const uint8_t* r = &msg[28];
-    EXPECT_EQ(le_get_u32(r + 44), 10u);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(r + 48), 10),
-              std::string("^A\0\0\0\0\0\0\0\0", 10));
-    EXPECT_EQ(le_get_u32(r + 59), 9u);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(r + 63), 9),
-              std::string("(1)\0\0\0\0\0\0", 9));
-    EXPECT_EQ(le_get_u32(&msg[24]), 54u + 19u);
 }
 
 }  // namespace
