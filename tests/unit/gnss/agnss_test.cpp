@@ -1,5 +1,5 @@
 // Assisted-GNSS configuration: NV item 58 across ^AGPSTYPECFG and ^SUPLMODE, the error words, the
-// server address and a TLS read the client overstates.
+// server address, a TLS read the client overstates and the last chunk an upload may have.
 #include <cstring>
 #include <string>
 #include <vector>
@@ -157,6 +157,12 @@ TEST_F(Agnss, ServerAddress) {
     }
     EXPECT_EQ(set_text("^WPURL", {}).rsp.m_retenum, 20);
     EXPECT_EQ(set_text("^WPURL", {"a", "b"}).rsp.m_retenum, 96);
+}
+
+// An LTO upload may have 320 chunks: the last of them is taken.
+TEST_F(Agnss, LastOfTheMostLtoChunksIsTaken) {
+    EXPECT_EQ(set_text("^LTODATA", {"320", "320", "\"0aff\"", "4", "1"}).text(), "\r\nOK\r\n");
+    EXPECT_EQ(G().count("gpsclient_LTOdata"), 1u);
 }
 
 }  // namespace
