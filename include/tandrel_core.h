@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "at_record.h"
+#include "osa_buffer.h"
 
 // Module type read once at start; types 0 and 2 hand the port to the
 // firmware loader after a successful ^FWLOAD.
@@ -29,6 +31,38 @@ int32_t tandrel_notify_handler(uint32_t event, uintptr_t a1, uintptr_t a2);
 int32_t tandrel_send_unsolid_data(AtResponse* rsp);
 // Sends a response or report with its wire size, m_length bounded to m_buffer.
 int32_t tandrel_send_response(AtResponse* rsp);
+
+// Where a report goes: port (m_uindex), report identifier (m_id) and the
+// protocol word of its channel.
+struct ReportTo {
+    uint32_t port;
+    uint32_t id;
+    uint32_t protocol;
+};
+
+// One unsolicited report, the single way every adapter sends one. Its record
+// is taken zeroed from the platform allocator when the report is made, so an
+// adapter that must know it has a record before doing other work makes it
+// first; when none can be had, the adapter's own trace (tag and text) is
+// made, under the adapter's file and line, and nothing is sent.
+class AtReport {
+public:
+    AtReport(ReportTo to, const char* tag, const char* fail_trace, const char* file = __builtin_FILE(),
+             int line = __builtin_LINE());
+    explicit operator bool() const { return static_cast<bool>(buf_); }
+    // Sets the text (bounded by m_buffer, m_length in step) and the result
+    // word, then sends; the result of tandrel_send_response.
+    int32_t send(std::string_view text, int32_t retenum = AT_RET_OK);
+
+private:
+    OsaBuffer buf_;
+};
+
+// A report made and sent at once: the send's result, or TANDREL_FAIL when no
+// record could be had.
+int32_t tandrel_send_report(ReportTo to, std::string_view text, const char* tag,
+                            const char* fail_trace, const char* file = __builtin_FILE(),
+                            int line = __builtin_LINE());
 
 // GNSS client result code -> m_retenum (276..287 mapped, anything else 20).
 int32_t gps_errcode_to_retenum(uint32_t code);
