@@ -38,18 +38,10 @@ void fill(AtResponse* rsp, const char* text, size_t len, uint32_t id) {
     rsp->m_length = static_cast<uint32_t>(len);
 }
 
-// One report: allocated zeroed, filled, sent with its wire size, freed.
+// One report on a port; the GNSS adapter's failure trace when no record could be had.
 void send_report(const char* text, size_t len, uint32_t port, uint32_t id) {
-    OsaBuffer buf(sizeof(AtResponse));
-    if (!buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "failed to malloc!\r\n");
-        return;
-    }
-    AtResponse* rsp = buf.as<AtResponse>();
-    fill(rsp, text, len, id);
-    rsp->m_uindex = port;
-    rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-    tandrel_send_response(rsp);
+    tandrel_send_report({port, id, GNSS_REPORT_PROTOCOL}, {text, len}, TANDREL_TAG,
+                        "failed to malloc!\r\n");
 }
 
 // A 32-bit word of a client record, read without assuming its alignment.
