@@ -64,15 +64,6 @@ int32_t tandrel_send_report(ReportTo to, std::string_view text, const char* tag,
                             const char* fail_trace, const char* file = __builtin_FILE(),
                             int line = __builtin_LINE());
 
-// GNSS client result code -> m_retenum (276..287 mapped, anything else 20).
-int32_t gps_errcode_to_retenum(uint32_t code);
-// First character of field n (fields separated by ',') in [start, end), or
-// null when the field is missing or empty (begins with ',', '*', CR or LF).
-const char* at_find_field(uint32_t n, const char* start, const char* end);
-// Copies the number that begins field n of a 255-byte text into out (at most
-// out_size - 1 characters); 1 on success, 0 otherwise.
-int32_t at_get_number_field(uint32_t n, char* text, char* out, uint32_t out_size);
-
 // The audio path: free, held by the recorder, or held by text-to-speech.
 inline constexpr int32_t AUDIO_PERM_FREE = 0;
 inline constexpr int32_t AUDIO_PERM_RECORDER = 1;

@@ -1,4 +1,4 @@
-// GNSS client callbacks and report senders: NMEA routing, ^POSEND, NI requests, capabilities.
+// GNSS client callbacks: NMEA routing, ^POSEND, NI requests, capabilities, $GPERR.
 #include "gnss_reports.h"
 
 #include <cstdio>
@@ -38,12 +38,6 @@ void fill(AtResponse* rsp, const char* text, size_t len, uint32_t id) {
     rsp->m_length = static_cast<uint32_t>(len);
 }
 
-// One report on a port; the GNSS adapter's failure trace when no record could be had.
-void send_report(const char* text, size_t len, uint32_t port, uint32_t id) {
-    tandrel_send_report({port, id, GNSS_REPORT_PROTOCOL}, {text, len}, TANDREL_TAG,
-                        "failed to malloc!\r\n");
-}
-
 // A 32-bit word of a client record, read without assuming its alignment.
 int32_t word_at(const void* record, size_t index) {
     int32_t w = 0;
@@ -61,14 +55,6 @@ int32_t ni_type_of(int32_t req_type) {
 }
 
 }  // namespace
-
-size_t gnss_text_length(const char* text, int32_t length, size_t cap) {
-    if (text == nullptr || length <= 0) {
-        return 0;
-    }
-    const size_t limit = static_cast<size_t>(length) < cap ? static_cast<size_t>(length) : cap;
-    return strnlen(text, limit);
-}
 
 extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) {
     gps_get_portcfg();
@@ -132,18 +118,6 @@ void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t /*len
     }
 }
 
-void AT_Gnss_nmea_cb(int64_t /*timestamp*/, const char* text, int32_t length) {
-    AT_Gnss_info_send(text, length);
-}
-
-void AT_Gnss_info_send(const char* text, int32_t length) {
-    gps_get_portcfg();
-    if (text != nullptr) {
-        send_report(text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX),
-                    gps_report_port(GNSS_PORT), GNSS_REPORT_ID_NMEA);
-    }
-}
-
 void GNSS_IOCTRL_ReportErr(const char* tag, int32_t code) {
     if (tag == nullptr) {
         return;
@@ -203,7 +177,7 @@ extern "C" void AT_status_cb(void* status) {
     char text[kReportBuf] = {};
     new_snprintf_s(text, sizeof text, sizeof text - 1, "\r\n^POSEND: %d,%d\r\n", state,
                    word_at(status, 2));
-    send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_POSEND);
+    gnss_send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_POSEND);
 }
 
 extern "C" void AT_nipara_cb(void* ni_record) {
@@ -234,5 +208,5 @@ extern "C" void AT_nipara_cb(void* ni_record) {
                    ni.req_type, ni.word1, ni.word2, text_len < room ? text_len : room, ni.text,
                    ni.req_id);
     g_NiReqId.store(ni.req_id);
-    send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_WNINV);
+    gnss_send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_WNINV);
 }
