@@ -63,10 +63,3 @@ private:
 int32_t tandrel_send_report(ReportTo to, std::string_view text, const char* tag,
                             const char* fail_trace, const char* file = __builtin_FILE(),
                             int line = __builtin_LINE());
-
-// The audio path: free, held by the recorder, or held by text-to-speech.
-inline constexpr int32_t AUDIO_PERM_FREE = 0;
-inline constexpr int32_t AUDIO_PERM_RECORDER = 1;
-inline constexpr int32_t AUDIO_PERM_TTS = 2;
-void rec_tts_at_cmd_perm_set(int32_t v);
-int32_t rec_tts_at_cmd_perm_get(void);

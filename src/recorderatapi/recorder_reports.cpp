@@ -10,6 +10,7 @@
 #include "recorder_at_handlers.h"
 #include "tandrel_core.h"
 #include "tandrel_trace.h"
+#include "ttsatapi/audio_perm.h"
 
 namespace {
 

@@ -1,6 +1,7 @@
 // The text-to-speech adapter's notify module and the "^AUDEND" report at the end of speech.
 #include <array>
 
+#include "audio_perm.h"
 #include "osa.h"
 #include "qsp_notify.h"
 #include "tandrel_core.h"
