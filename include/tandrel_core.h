@@ -53,6 +53,8 @@ public:
     // Sets the text (bounded by m_buffer, m_length in step) and the result
     // word, then sends; the result of tandrel_send_response.
     int32_t send(std::string_view text, int32_t retenum = AT_RET_OK);
+    // The same on another port: one record may go out on several.
+    int32_t send_to(uint32_t port, std::string_view text);
 
 private:
     OsaBuffer buf_;

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "gnss_state.h"
 #include "gpsclient.h"
@@ -30,13 +31,8 @@ bool is_zqloc(const char* text) {
     return strncmp(text, kZqlocName, kZqlocNameLen) == 0;
 }
 
-// Fills a fresh report with len characters of text.
-void fill(AtResponse* rsp, const char* text, size_t len, uint32_t id) {
-    rsp->m_id = id;
-    osa_memcpy_s(rsp->m_buffer, sizeof rsp->m_buffer, text, len);
-    rsp->m_buffer[len] = '\0';
-    rsp->m_length = static_cast<uint32_t>(len);
-}
+// NMEA reports: the port is chosen when each is sent.
+constexpr ReportTo kNmeaReport{PCUI, GNSS_REPORT_ID_NMEA, GNSS_REPORT_PROTOCOL};
 
 // A 32-bit word of a client record, read without assuming its alignment.
 int32_t word_at(const void* record, size_t index) {
@@ -61,9 +57,9 @@ extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) 
     if (text == nullptr) {
         return;
     }
-    OsaBuffer buf(sizeof(AtResponse));
-    if (!buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "failed to malloc!\r\n");
+    // The record is taken before any other work on the sentence.
+    AtReport report(kNmeaReport, TANDREL_TAG, "failed to malloc!\r\n");
+    if (!report) {
         return;
     }
     if (g_fixsionFlag.load() == 1) {
@@ -78,17 +74,12 @@ extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) 
         return;
     }
     // An empty sentence (length 0 or less) still goes out, as an empty report.
-    AtResponse* rsp = buf.as<AtResponse>();
-    fill(rsp, text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX), GNSS_REPORT_ID_NMEA);
+    const std::string_view sentence(text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX));
     if (g_nmeaPortFlag.load() == 1) {
-        rsp->m_uindex = gps_report_port(NMEA_PORT);
-        rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-        tandrel_send_response(rsp);
+        report.send_to(gps_report_port(NMEA_PORT), sentence);
     }
     if (g_gnssPortFlag.load() == 1) {
-        rsp->m_uindex = gps_report_port(GNSS_PORT);
-        rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-        tandrel_send_response(rsp);
+        report.send_to(gps_report_port(GNSS_PORT), sentence);
     }
 }
 
@@ -100,21 +91,15 @@ void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t /*len
     if (is_zqloc(text)) {
         return;
     }
-    OsaBuffer buf(sizeof(AtResponse));
-    if (!buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_gnss_nmea_port_cb failed to malloc!\r\n");
+    AtReport report(kNmeaReport, TANDREL_TAG, "AT_gnss_nmea_port_cb failed to malloc!\r\n");
+    if (!report) {
         return;
     }
-    AtResponse* rsp = buf.as<AtResponse>();
-    // The copy carries the whole sentence: the length it was handed with is
-    // not used.
-    fill(rsp, text, strnlen(text, GNSS_REPORT_TEXT_MAX), GNSS_REPORT_ID_NMEA);
-    // This copy always goes to the NMEA port itself, whatever the port
+    // The copy carries the whole sentence, whatever length it was handed
+    // with, and always goes to the NMEA port itself, whatever the port
     // configuration says.
     if (g_nmeaPortFlag.load() == 1) {
-        rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-        rsp->m_uindex = NMEA_PORT;
-        tandrel_send_response(rsp);
+        report.send_to(NMEA_PORT, {text, strnlen(text, GNSS_REPORT_TEXT_MAX)});
     }
 }
 

@@ -117,6 +117,13 @@ int32_t AtReport::send(std::string_view text, int32_t retenum) {
     return tandrel_send_response(rsp);
 }
 
+int32_t AtReport::send_to(uint32_t port, std::string_view text) {
+    if (buf_) {
+        buf_.as<AtResponse>()->m_uindex = port;
+    }
+    return send(text);
+}
+
 int32_t tandrel_send_report(ReportTo to, std::string_view text, const char* tag,
                             const char* fail_trace, const char* file, int line) {
     AtReport report(to, tag, fail_trace, file, line);
