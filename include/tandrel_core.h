@@ -46,9 +46,9 @@ struct ReportTo {
 // first; when none can be had, the adapter's own trace (tag and text) is
 // made, under the adapter's file and line, and nothing is sent.
 class AtReport {
-public:
-    AtReport(ReportTo to, const char* tag, const char* fail_trace, const char* file = __builtin_FILE(),
-             int line = __builtin_LINE());
+  public:
+    AtReport(ReportTo to, const char* tag, const char* fail_trace,
+             const char* file = __builtin_FILE(), int line = __builtin_LINE());
     explicit operator bool() const { return static_cast<bool>(buf_); }
     // Sets the text (bounded by m_buffer, m_length in step) and the result
     // word, then sends; the result of tandrel_send_response.
@@ -56,12 +56,6 @@ public:
     // The same on another port: one record may go out on several.
     int32_t send_to(uint32_t port, std::string_view text);
 
-private:
+  private:
     OsaBuffer buf_;
 };
-
-// A report made and sent at once: the send's result, or TANDREL_FAIL when no
-// record could be had.
-int32_t tandrel_send_report(ReportTo to, std::string_view text, const char* tag,
-                            const char* fail_trace, const char* file = __builtin_FILE(),
-                            int line = __builtin_LINE());

@@ -86,8 +86,8 @@ struct Lock {
     GnssRadioTraces radio;
 };
 
-constexpr Lock kSuplLock{"^SUPLOCK", gpsclient_suplfeature, "AT_GPS_SetSuplFeature", {1, 1},
-                         nullptr,    nullptr,               {}};
+constexpr Lock kSuplLock{
+    "^SUPLOCK", gpsclient_suplfeature, "AT_GPS_SetSuplFeature", {1, 1}, nullptr, nullptr, {}};
 constexpr Lock kLtoLock{"^LTOLOCK", gpsclient_ltofeature, nullptr, {1, 1}, nullptr, nullptr, {}};
 constexpr Lock kInjTimeLock{
     "^INJTIMELOCK",

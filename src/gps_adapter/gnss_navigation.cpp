@@ -46,10 +46,10 @@ bool present(const AtRequest* pIn, size_t i) {
 
 // Count rules of the receiver test sets: either way the count is wrong, 20.
 constexpr char kCountTrace[] = "not enough or too many params!\r\n";
-constexpr GnssCountRule kOneValue{1, 1, AT_RET_NO_HANDLER, kCountTrace, AT_RET_NO_HANDLER,
-                                  kCountTrace};
-constexpr GnssCountRule kFreqValues{1, 3, AT_RET_NO_HANDLER, kCountTrace, AT_RET_NO_HANDLER,
-                                    kCountTrace};
+constexpr GnssCountRule kOneValue{
+    1, 1, AT_RET_NO_HANDLER, kCountTrace, AT_RET_NO_HANDLER, kCountTrace};
+constexpr GnssCountRule kFreqValues{
+    1, 3, AT_RET_NO_HANDLER, kCountTrace, AT_RET_NO_HANDLER, kCountTrace};
 
 // A set of one value that must lie in {lo, hi}: the count, then the value.
 bool one_value_of_two(const AtRequest* pIn, AtResponse* pOut, int32_t lo, int32_t hi) {

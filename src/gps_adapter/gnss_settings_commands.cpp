@@ -16,10 +16,10 @@ constexpr char kParamsError[] = "params have error!\r\n";
 // Count rules of the set operations: a missing parameter and a surplus one.
 constexpr GnssCountRule kOneValue{1, 1};
 constexpr GnssCountRule kTwoValues{1, 2};
-constexpr GnssCountRule kAnyDataRule{1, 1, GPS_RET_PARAM_COUNT, kParamsError, GPS_RET_PARAM_COUNT,
-                                     kParamsError};
-constexpr GnssCountRule kStrictOne{1, 1, AT_RET_NO_HANDLER, GNSS_TRACE_TOO_MANY, AT_RET_NO_HANDLER,
-                                   GNSS_TRACE_TOO_MANY};
+constexpr GnssCountRule kAnyDataRule{
+    1, 1, GPS_RET_PARAM_COUNT, kParamsError, GPS_RET_PARAM_COUNT, kParamsError};
+constexpr GnssCountRule kStrictOne{
+    1, 1, AT_RET_NO_HANDLER, GNSS_TRACE_TOO_MANY, AT_RET_NO_HANDLER, GNSS_TRACE_TOO_MANY};
 
 using GpsValueCall = int32_t (*)(int32_t op, int32_t* value, int32_t* err);
 

@@ -1,4 +1,4 @@
-// GNSS adapter state, the lazy read of the port configuration, and the helpers every GNSS file shares.
+// GNSS adapter state, the port configuration read, and the helpers every GNSS file shares.
 #include "gnss_state.h"
 
 #include <cstring>
@@ -154,8 +154,10 @@ size_t gnss_text_length(const char* text, int32_t length, size_t cap) {
 }
 
 void gnss_send_report(const char* text, size_t len, uint32_t port, uint32_t id) {
-    tandrel_send_report({port, id, GNSS_REPORT_PROTOCOL}, {text, len}, TANDREL_TAG,
-                        "failed to malloc!\r\n");
+    AtReport report({port, id, GNSS_REPORT_PROTOCOL}, TANDREL_TAG, "failed to malloc!\r\n");
+    if (report) {
+        report.send({text, len});
+    }
 }
 
 void AT_Gnss_nmea_cb(int64_t /*timestamp*/, const char* text, int32_t length) {

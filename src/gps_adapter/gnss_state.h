@@ -1,4 +1,4 @@
-// GNSS adapter state and the helpers every GNSS file shares: refusals, counts, values, texts, GNSS-side reports.
+// GNSS adapter state and the helpers every GNSS file shares, GNSS-side report senders among them.
 #pragma once
 
 #include <atomic>

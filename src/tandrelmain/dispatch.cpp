@@ -124,12 +124,6 @@ int32_t AtReport::send_to(uint32_t port, std::string_view text) {
     return send(text);
 }
 
-int32_t tandrel_send_report(ReportTo to, std::string_view text, const char* tag,
-                            const char* fail_trace, const char* file, int line) {
-    AtReport report(to, tag, fail_trace, file, line);
-    return report ? report.send(text) : TANDREL_FAIL;
-}
-
 int32_t nl_syswatch_event_report(uint32_t len, const void* data) {
     TANDREL_TRACE(TRACE_LEVEL_DEBUG, "nl_syswatch_event_report enter !!!\r\n");
     OsaBuffer req_buf(FIX_NL_DATA_LENGTH);
