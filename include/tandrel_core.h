@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 #include "at_record.h"
+#include "osa_buffer.h"
 
 // Module type read once at start; types 0 and 2 hand the port to the
 // firmware loader after a successful ^FWLOAD.
@@ -30,18 +32,30 @@ int32_t tandrel_send_unsolid_data(AtResponse* rsp);
 // Sends a response or report with its wire size, m_length bounded to m_buffer.
 int32_t tandrel_send_response(AtResponse* rsp);
 
-// GNSS client result code -> m_retenum (276..287 mapped, anything else 20).
-int32_t gps_errcode_to_retenum(uint32_t code);
-// First character of field n (fields separated by ',') in [start, end), or
-// null when the field is missing or empty (begins with ',', '*', CR or LF).
-const char* at_find_field(uint32_t n, const char* start, const char* end);
-// Copies the number that begins field n of a 255-byte text into out (at most
-// out_size - 1 characters); 1 on success, 0 otherwise.
-int32_t at_get_number_field(uint32_t n, char* text, char* out, uint32_t out_size);
+// Where a report goes: port (m_uindex), report identifier (m_id) and the
+// protocol word of its channel.
+struct ReportTo {
+    uint32_t port;
+    uint32_t id;
+    uint32_t protocol;
+};
 
-// The audio path: free, held by the recorder, or held by text-to-speech.
-inline constexpr int32_t AUDIO_PERM_FREE = 0;
-inline constexpr int32_t AUDIO_PERM_RECORDER = 1;
-inline constexpr int32_t AUDIO_PERM_TTS = 2;
-void rec_tts_at_cmd_perm_set(int32_t v);
-int32_t rec_tts_at_cmd_perm_get(void);
+// One unsolicited report, the single way every adapter sends one. Its record
+// is taken zeroed from the platform allocator when the report is made, so an
+// adapter that must know it has a record before doing other work makes it
+// first; when none can be had, the adapter's own trace (tag and text) is
+// made, under the adapter's file and line, and nothing is sent.
+class AtReport {
+  public:
+    AtReport(ReportTo to, const char* tag, const char* fail_trace,
+             const char* file = __builtin_FILE(), int line = __builtin_LINE());
+    explicit operator bool() const { return static_cast<bool>(buf_); }
+    // Sets the text (bounded by m_buffer, m_length in step) and the result
+    // word, then sends; the result of tandrel_send_response.
+    int32_t send(std::string_view text, int32_t retenum = AT_RET_OK);
+    // The same on another port: one record may go out on several.
+    int32_t send_to(uint32_t port, std::string_view text);
+
+  private:
+    OsaBuffer buf_;
+};

@@ -18,4 +18,5 @@ constexpr const char* tandrel_file_name(const char* path) {
     QSP_TRACE_PrintInfo(tandrel_file_name(__FILE__), __LINE__, 0, tag, level, __VA_ARGS__)
 
 // Most of the daemon traces under "tandrel".
-#define TANDREL_TRACE(level, ...) TANDREL_TRACE_TAG("tandrel", level, __VA_ARGS__)
+inline constexpr char TANDREL_TAG[] = "tandrel";
+#define TANDREL_TRACE(level, ...) TANDREL_TRACE_TAG(TANDREL_TAG, level, __VA_ARGS__)

@@ -34,65 +34,9 @@ constexpr uint8_t kNvType4 = 0;      // type 4 is stored as 0, so a fresh item r
 constexpr uint8_t kNvSuplMode2 = 0;  // mode 2 is stored as 0, so a fresh item reads mode 2
 constexpr int32_t kOpModeOfSuplMode2 = 5;
 
-constexpr char kNotEnough[] = "not enough params!\r\n";
-constexpr char kTooMany[] = "too many params!\r\n";
-
-// Exactly want parameters: fewer give 20, more 96.
-bool count_ok(const AtRequest* pIn, AtResponse* pOut, uint32_t want,
-              const char* none_trace = kNotEnough, const char* over_trace = kTooMany) {
-    if (pIn->m_para_count < want) {
-        gnss_refuse(pOut, AT_RET_NO_HANDLER, none_trace);
-        return false;
-    }
-    if (pIn->m_para_count > want) {
-        gnss_refuse(pOut, GPS_RET_PARAM_COUNT, over_trace);
-        return false;
-    }
-    return true;
-}
-
-int32_t value_of(const AtRequest* pIn, size_t i) {
-    return static_cast<int32_t>(pIn->m_para_list[i].ulParaValue);
-}
-
-// Appends to the response's text, bounded by m_buffer.
-void append(AtResponse* pOut, const char* text) {
-    const size_t used = strnlen(pOut->m_buffer, sizeof pOut->m_buffer);
-    const size_t room = sizeof pOut->m_buffer - used;
-    new_snprintf_s(pOut->m_buffer + used, room, room - 1, "%s", text);
-    pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer));
-}
-
 // "\r\n^NAME: <value>\r\n\r\nOK\r\n".
 void answer_value(AtResponse* pOut, const char* name, int32_t value) {
     at_set_textf(pOut, "\r\n%s: %d\r\n\r\nOK\r\n", name, value);
-}
-
-// The test operations answer their ranges only while the GNSS radio is on.
-struct RadioTraces {
-    const char* read_failed;
-    const char* off;
-};
-
-int32_t radio_test(AtRequest* pIn, AtResponse* pOut, const char* name, const char* ranges,
-                   RadioTraces traces = {nullptr, nullptr}) {
-    if (gnss_null_params(pIn, pOut)) {
-        return TANDREL_FAIL;
-    }
-    int32_t radio = 0;
-    int32_t err = 0;
-    if (gpsclient_WPCAP(GPS_OP_GET, &radio, &err) == 0) {
-        return gnss_refuse(pOut, gps_err_retenum(err), traces.read_failed);
-    }
-    if (radio == GPS_RADIO_OFF) {
-        if (traces.off != nullptr) {
-            TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", traces.off);
-        }
-        at_set_error(pOut, GPS_RET_RADIO_OFF);
-        return TANDREL_OK;
-    }
-    at_set_textf(pOut, "\r\n%s: %s\r\n\r\nOK\r\n", name, ranges);
-    return TANDREL_OK;
 }
 
 bool nv_read(const char* fail_trace) {
@@ -136,36 +80,34 @@ struct Lock {
     const char* name;
     GpsValueCall call;
     const char* set_name;  // traces the value under this name, or null
-    const char* count_none;
-    const char* count_over;
+    GnssCountRule count;
     const char* set_failed;
     const char* query_failed;
-    RadioTraces radio;
+    GnssRadioTraces radio;
 };
 
 constexpr Lock kSuplLock{
-    "^SUPLOCK", gpsclient_suplfeature, "AT_GPS_SetSuplFeature", kNotEnough, kTooMany, nullptr,
-    nullptr,    {nullptr, nullptr}};
-constexpr Lock kLtoLock{"^LTOLOCK", gpsclient_ltofeature, nullptr, kNotEnough, kTooMany, nullptr,
-                        nullptr,    {nullptr, nullptr}};
-constexpr Lock kInjTimeLock{"^INJTIMELOCK",
-                            gpsclient_injRefTimeFeature,
-                            nullptr,
-                            "AT_GPS_SetInjRefTimeFeature: The param is not support!\r\n",
-                            "AT_GPS_SetInjRefTimeFeature: The param is too many!\r\n",
-                            "AT_GPS_SetInjRefTimeFeature: Reftime Inj failed!\r\n",
-                            "AT_GPS_ReadInjRefTimeFeature: Read injtime failed!\r\n",
-                            {"AT_GPS_TestInjRefTimeFeature: Wpcap is failed!\r\n",
-                             "AT_GPS_TestInjRefTimeFeature: Gps is disabled!\r\n"}};
+    "^SUPLOCK", gpsclient_suplfeature, "AT_GPS_SetSuplFeature", {1, 1}, nullptr, nullptr, {}};
+constexpr Lock kLtoLock{"^LTOLOCK", gpsclient_ltofeature, nullptr, {1, 1}, nullptr, nullptr, {}};
+constexpr Lock kInjTimeLock{
+    "^INJTIMELOCK",
+    gpsclient_injRefTimeFeature,
+    nullptr,
+    {1, 1, AT_RET_NO_HANDLER, "AT_GPS_SetInjRefTimeFeature: The param is not support!\r\n",
+     GPS_RET_PARAM_COUNT, "AT_GPS_SetInjRefTimeFeature: The param is too many!\r\n"},
+    "AT_GPS_SetInjRefTimeFeature: Reftime Inj failed!\r\n",
+    "AT_GPS_ReadInjRefTimeFeature: Read injtime failed!\r\n",
+    {"AT_GPS_TestInjRefTimeFeature: Wpcap is failed!\r\n",
+     "AT_GPS_TestInjRefTimeFeature: Gps is disabled!\r\n"}};
 
 int32_t lock_set(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 1, l.count_none, l.count_over)) {
+    if (!gnss_count_ok(pIn, pOut, l.count)) {
         return TANDREL_FAIL;
     }
-    int32_t value = value_of(pIn, 0);
+    int32_t value = gnss_value(pIn, 0);
     if (l.set_name != nullptr) {
         const std::string_view text = at_para_text(pIn->m_para_list[0]);
         TANDREL_TRACE(TRACE_LEVEL_INFO, "%s ulParaValue is %d\r\n", l.set_name, value);
@@ -200,7 +142,7 @@ int32_t lock_query(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t lock_test(const Lock& l, AtRequest* pIn, AtResponse* pOut) {
-    return radio_test(pIn, pOut, l.name, "(0-1)", l.radio);
+    return gnss_radio_test(pIn, pOut, l.name, "(0-1)", l.radio);
 }
 
 }  // namespace
@@ -221,7 +163,7 @@ int32_t AT_GPS_SetServerAddr(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 1)) {
+    if (!gnss_count_ok(pIn, pOut, {1, 1})) {
         return TANDREL_FAIL;
     }
     AtCmdParam& p = pIn->m_para_list[0];
@@ -270,7 +212,7 @@ int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
         return TANDREL_FAIL;
     }
     if (pIn->m_para_count == 0) {
-        return gnss_refuse(pOut, AT_RET_NO_HANDLER, kNotEnough);
+        return gnss_refuse(pOut, AT_RET_NO_HANDLER, GNSS_TRACE_NOT_ENOUGH);
     }
     GpsTlsCfg cfg;
     osa_memset_s(&cfg, sizeof cfg, 0, sizeof cfg);
@@ -278,7 +220,7 @@ int32_t AT_GPS_SetTlsCert(AtRequest* pIn, AtResponse* pOut) {
     if (tls_len == 0) {
         // No certificate: the client gets an all-zero record, no chunk.
         if (pIn->m_para_count > 1) {
-            return gnss_refuse(pOut, GPS_RET_PARAM_COUNT, kTooMany);
+            return gnss_refuse(pOut, GPS_RET_PARAM_COUNT, GNSS_TRACE_TOO_MANY);
         }
     } else {
         if (pIn->m_para_count != 3) {
@@ -342,9 +284,9 @@ int32_t AT_GPS_ReadTlsCert(AtRequest* pIn, AtResponse* pOut) {
         char line[kTlsChunk + 48];
         new_snprintf_s(line, sizeof line, sizeof line - 1, "\r\n^WPTLS: %d,%d,\"%s\"\r\n",
                        static_cast<int32_t>(cfg.tls_len), static_cast<int32_t>(i), chunk);
-        append(pOut, line);
+        gnss_append(pOut, line);
     }
-    append(pOut, AT_TEXT_OK);
+    gnss_append(pOut, AT_TEXT_OK);
     return TANDREL_OK;
 }
 
@@ -354,7 +296,7 @@ int32_t AT_GPS_SetAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 4)) {
+    if (!gnss_count_ok(pIn, pOut, {4, 4})) {
         return TANDREL_FAIL;
     }
     GpsAgnssCfg cfg{};
@@ -394,7 +336,7 @@ int32_t AT_GPS_ReadAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestAGNSSCFG(AtRequest* pIn, AtResponse* pOut) {
-    return radio_test(pIn, pOut, "^AGNSSCFG", "1,1,(1,2),(0,1)");
+    return gnss_radio_test(pIn, pOut, "^AGNSSCFG", "1,1,(1,2),(0,1)");
 }
 
 // ^AGPSTYPECFG
@@ -403,10 +345,10 @@ int32_t AT_GPS_SetAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 1)) {
+    if (!gnss_count_ok(pIn, pOut, {1, 1})) {
         return TANDREL_FAIL;
     }
-    const int32_t type = value_of(pIn, 0);
+    const int32_t type = gnss_value(pIn, 0);
     TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_GPS_SetAgpstypeFeature type is %d\r\n", type);
     if (!nv_read(kNvReadFailSet)) {
         return gnss_refuse(pOut, kRetNvFailed, nullptr);
@@ -459,7 +401,7 @@ int32_t AT_GPS_ReadAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestAgpstypeFeature(AtRequest* pIn, AtResponse* pOut) {
-    return radio_test(pIn, pOut, "^AGPSTYPECFG", "(1-4)");
+    return gnss_radio_test(pIn, pOut, "^AGPSTYPECFG", "(1-4)");
 }
 
 // ^SUPLMODE: kept for the next ^AGPSTYPECFG set of type 2 or 4; the client
@@ -469,10 +411,10 @@ int32_t AT_GPS_SetSuplmode(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 1)) {
+    if (!gnss_count_ok(pIn, pOut, {1, 1})) {
         return TANDREL_FAIL;
     }
-    const int32_t mode = value_of(pIn, 0);
+    const int32_t mode = gnss_value(pIn, 0);
     TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_GPS_SetSuplmode mode is %d\r\n", mode);
     if (!nv_read(kNvReadFailSet)) {
         return gnss_refuse(pOut, kRetNvFailed, nullptr);
@@ -500,7 +442,7 @@ int32_t AT_GPS_ReadSuplmode(AtRequest* pIn, AtResponse* pOut) {
 }
 
 int32_t AT_GPS_TestSuplmode(AtRequest* pIn, AtResponse* pOut) {
-    return radio_test(pIn, pOut, "^SUPLMODE", "(1-2)");
+    return gnss_radio_test(pIn, pOut, "^SUPLMODE", "(1-2)");
 }
 
 // ^SUPLOCK, ^LTOLOCK, ^INJTIMELOCK

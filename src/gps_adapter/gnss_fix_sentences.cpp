@@ -1,4 +1,5 @@
-// Fix sentences built from the client's NMEA: "$GPFIXSL", "$GPFIXBD", "$GPFIXAD", and their caches.
+// Fix sentences built from the client's NMEA, their caches, and the comma-field readers they use.
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 
@@ -14,6 +15,8 @@ constexpr size_t kWorkSize = 255;  // sentence copy and every built sentence
 constexpr size_t kFieldCount = 50;
 constexpr size_t kFieldSize = 50;  // 49 characters and the NUL
 constexpr size_t kNameLen = 6;
+// at_get_number_field reads texts of this size.
+constexpr size_t kFieldTextSize = 255;
 
 // The last GGA fix, waiting for the speed values of the position extension
 // that follows it.
@@ -219,8 +222,50 @@ void GNSS_IOCTRL_Getfixdata(int64_t timestamp, const char* text, int32_t length)
     }
 }
 
-void gnss_fix_caches_reset(void) {
+void gnss_adapter_reset(void) {
+    gnss_state_reset();
     std::lock_guard<std::mutex> lock(g_fixCacheLock);
     g_fixCache = FixCache{};
     g_dopCache = DopCache{};
+}
+
+const char* at_find_field(uint32_t n, const char* start, const char* end) {
+    if (start == nullptr || end == nullptr) {
+        return nullptr;
+    }
+    const char* p = start;
+    while (n > 0) {
+        if (p >= end) {
+            return nullptr;
+        }
+        if (*p++ == ',') {
+            --n;
+        }
+    }
+    if (p >= end || *p == ',' || *p == '*' || *p == '\r' || *p == '\n') {
+        return nullptr;
+    }
+    return p;
+}
+
+int32_t at_get_number_field(uint32_t n, char* text, char* out, uint32_t out_size) {
+    // An output without room for a single character cannot take a number.
+    if (text == nullptr || out == nullptr || out_size == 0) {
+        return 0;
+    }
+    const char* p = at_find_field(n, text, text + kFieldTextSize);
+    if (p == nullptr || p >= text + kFieldTextSize) {
+        return 0;
+    }
+    // The text need not be terminated: its last byte is NUL while strtod runs.
+    const char saved = text[kFieldTextSize - 1];
+    text[kFieldTextSize - 1] = '\0';
+    char* stop = nullptr;
+    (void)strtod(p, &stop);
+    text[kFieldTextSize - 1] = saved;
+    if (stop == p) {
+        return 0;
+    }
+    strncpy_s(out, out_size, p, static_cast<size_t>(stop - p));
+    return 1;
 }

@@ -18,36 +18,10 @@ constexpr size_t kMaxListEntries = 32;
 // error number stands for its failure.
 constexpr int32_t kRetClientFailed = GPS_RET_BAD_VALUE;
 
-int32_t value_of(const AtRequest* pIn, size_t i) {
-    return static_cast<int32_t>(pIn->m_para_list[i].ulParaValue);
-}
-
-// The usual count rule of these sets: none gives 20, more than max 96.
-bool count_ok(const AtRequest* pIn, AtResponse* pOut, uint32_t min, uint32_t max) {
-    if (pIn->m_para_count < min) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "not enough params!\r\n");
-        at_set_error(pOut, AT_RET_NO_HANDLER);
-        return false;
-    }
-    if (pIn->m_para_count > max) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "too many params!\r\n");
-        at_set_error(pOut, GPS_RET_PARAM_COUNT);
-        return false;
-    }
-    return true;
-}
-
 // Starts a text built piece by piece.
 void text_start(AtResponse* pOut) {
     pOut->m_buffer[0] = '\0';
     pOut->m_length = 0;
-}
-
-// Appends a piece to the text, in the space that remains of m_buffer.
-void append(AtResponse* pOut, const char* piece) {
-    const size_t used = pOut->m_length;
-    strncpy_s(pOut->m_buffer + used, sizeof pOut->m_buffer - used, piece, strlen(piece));
-    pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer - 1));
 }
 
 // A count the client reports, kept to the entries its record holds.
@@ -112,9 +86,9 @@ int32_t AT_GPS_GnssCno(AtRequest* pIn, AtResponse* pOut) {
         }
         new_snprintf_s(line, sizeof line, sizeof line - 1, "\r\n^GNSSCNO: %d,%d\r\n", list.sv[i].sv,
                        truncate_to_int(list.sv[i].cno));
-        append(pOut, line);
+        gnss_append(pOut, line);
     }
-    append(pOut, AT_TEXT_OK);
+    gnss_append(pOut, AT_TEXT_OK);
     return TANDREL_OK;
 }
 
@@ -134,16 +108,16 @@ int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut) {
     char piece[40];
     new_snprintf_s(piece, sizeof piece, sizeof piece - 1, "\r\n^NAVQUY: %d,%d,", info.lead,
                    info.count);
-    append(pOut, piece);
+    gnss_append(pOut, piece);
     const size_t n = list_count(info.count);
     for (size_t i = 0; i < n; ++i) {
         new_snprintf_s(piece, sizeof piece, sizeof piece - 1, "%d,", info.item[i].number);
-        append(pOut, piece);
+        gnss_append(pOut, piece);
     }
     for (size_t i = 0; i < n; ++i) {
         new_snprintf_s(piece, sizeof piece, sizeof piece - 1, "%d,",
                        truncate_to_int(info.item[i].value));
-        append(pOut, piece);
+        gnss_append(pOut, piece);
     }
     // The header always ends in a comma, so there is one to replace.
     char* last = strrchr(pOut->m_buffer, ',');
@@ -151,7 +125,7 @@ int32_t AT_GPS_ReadNavQuy(AtRequest* pIn, AtResponse* pOut) {
         *last = '\0';
         pOut->m_length = static_cast<uint32_t>(last - pOut->m_buffer);
     }
-    append(pOut, "\r\n\r\nOK\r\n");
+    gnss_append(pOut, "\r\n\r\nOK\r\n");
     return TANDREL_OK;
 }
 
@@ -181,12 +155,12 @@ int32_t AT_GPS_SetWpcap(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 1, 1)) {
+    if (!gnss_count_ok(pIn, pOut, {1, 1})) {
         return TANDREL_FAIL;
     }
     // The radio is switched as asked: no range check, and the users' fixes
     // are left alone.
-    int32_t state = value_of(pIn, 0);
+    int32_t state = gnss_value(pIn, 0);
     TANDREL_TRACE(TRACE_LEVEL_INFO, "ulParaValue's value is %d!\r\n", state);
     int32_t err = 0;
     if (gpsclient_WPCAP(GPS_OP_SET, &state, &err) == 0) {
@@ -217,11 +191,11 @@ int32_t AT_GPS_SetWnict(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 1, 2)) {
+    if (!gnss_count_ok(pIn, pOut, {1, 2})) {
         return TANDREL_FAIL;
     }
-    int32_t allow = value_of(pIn, 0);
-    int32_t req_id = pIn->m_para_count == 2 ? value_of(pIn, 1) : g_NiReqId.load();
+    int32_t allow = gnss_value(pIn, 0);
+    int32_t req_id = pIn->m_para_count == 2 ? gnss_value(pIn, 1) : g_NiReqId.load();
     int32_t err = 0;
     if (gpsclient_WNICT(GPS_OP_SET, &allow, &req_id, &err) == 0) {
         return gnss_client_failed(pOut, err);
@@ -244,7 +218,7 @@ int32_t AT_GPS_SetZqcust(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(pIn, pOut, 2, 2)) {
+    if (!gnss_count_ok(pIn, pOut, {2, 2})) {
         return TANDREL_FAIL;
     }
     if (pIn->m_para_list[0].aucPara[0] == '\0' || pIn->m_para_list[1].aucPara[0] == '\0') {
@@ -252,8 +226,8 @@ int32_t AT_GPS_SetZqcust(AtRequest* pIn, AtResponse* pOut) {
         at_set_error(pOut, GPS_RET_BAD_VALUE);
         return TANDREL_FAIL;
     }
-    const int32_t func = value_of(pIn, 0);
-    int32_t operation = value_of(pIn, 1);
+    const int32_t func = gnss_value(pIn, 0);
+    int32_t operation = gnss_value(pIn, 1);
     TANDREL_TRACE(TRACE_LEVEL_INFO, "func is (%d), operation is (%d)!\r\n", func, operation);
     int32_t err = 0;
     if (gpsclient_ZQCUST(GPS_OP_SET, &operation, &err) == 0) {
@@ -274,7 +248,7 @@ int32_t AT_GPS_ReadZqcust(AtRequest* pIn, AtResponse* pOut) {
     if (gpsclient_ZQCUST(GPS_OP_GET, &operation, &err) == 0) {
         return gnss_client_failed(pOut, err);
     }
-    at_set_textf(pOut, "\r\n^ZQCUST: %d,%d\r\n\r\nOK\r\n", value_of(pIn, 0), operation);
+    at_set_textf(pOut, "\r\n^ZQCUST: %d,%d\r\n\r\nOK\r\n", gnss_value(pIn, 0), operation);
     return TANDREL_OK;
 }
 

@@ -44,18 +44,19 @@ bool present(const AtRequest* pIn, size_t i) {
     return pIn->m_para_list[i].aucPara[0] != '\0';
 }
 
-uint32_t value_of(const AtRequest* pIn, size_t i) {
-    return pIn->m_para_list[i].ulParaValue;
-}
+// Count rules of the receiver test sets: either way the count is wrong, 20.
+constexpr char kCountTrace[] = "not enough or too many params!\r\n";
+constexpr GnssCountRule kOneValue{
+    1, 1, AT_RET_NO_HANDLER, kCountTrace, AT_RET_NO_HANDLER, kCountTrace};
+constexpr GnssCountRule kFreqValues{
+    1, 3, AT_RET_NO_HANDLER, kCountTrace, AT_RET_NO_HANDLER, kCountTrace};
 
 // A set of one value that must lie in {lo, hi}: the count, then the value.
-bool one_value_of_two(const AtRequest* pIn, AtResponse* pOut, uint32_t lo, uint32_t hi) {
-    if (pIn->m_para_count != 1) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "not enough or too many params!\r\n");
-        at_set_error(pOut, AT_RET_NO_HANDLER);
+bool one_value_of_two(const AtRequest* pIn, AtResponse* pOut, int32_t lo, int32_t hi) {
+    if (!gnss_count_ok(pIn, pOut, kOneValue)) {
         return false;
     }
-    const uint32_t v = value_of(pIn, 0);
+    const int32_t v = gnss_value(pIn, 0);
     if (v != lo && v != hi) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
         at_set_error(pOut, GPS_RET_BAD_VALUE);
@@ -118,7 +119,7 @@ int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut, AT_TEXT_OK);
-    g_NavType = static_cast<int32_t>(value_of(pIn, 0));
+    g_NavType = gnss_value(pIn, 0);
     g_NavTypeSet = 1;
     return TANDREL_OK;
 }
@@ -152,7 +153,7 @@ int32_t AT_GPS_SetNavEnable(AtRequest* pIn, AtResponse* pOut) {
         return TANDREL_FAIL;
     }
     at_set_text(pOut, AT_TEXT_OK);
-    g_NavEnable = static_cast<int32_t>(value_of(pIn, 0));
+    g_NavEnable = gnss_value(pIn, 0);
     return TANDREL_OK;
 }
 
@@ -175,9 +176,8 @@ int32_t AT_GPS_SetNavFreq(AtRequest* pIn, AtResponse* pOut) {
         return gnss_refuse(pOut, GPS_RET_BAD_VALUE);
     }
     const uint32_t count = pIn->m_para_count;
-    if (count < 1 || count > 3) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "not enough or too many params!\r\n");
-        return gnss_refuse(pOut, AT_RET_NO_HANDLER);
+    if (!gnss_count_ok(pIn, pOut, kFreqValues)) {
+        return TANDREL_FAIL;
     }
     for (size_t i = 1; i < count; ++i) {
         if (!present(pIn, i)) {
@@ -185,9 +185,9 @@ int32_t AT_GPS_SetNavFreq(AtRequest* pIn, AtResponse* pOut) {
             return gnss_refuse(pOut, GPS_RET_BAD_VALUE);
         }
     }
-    const uint32_t mhz = value_of(pIn, 0);
-    const uint32_t khz = count >= 2 ? value_of(pIn, 1) : 0;
-    const uint32_t hz = count == 3 ? value_of(pIn, 2) : 0;
+    const uint32_t mhz = static_cast<uint32_t>(gnss_value(pIn, 0));
+    const uint32_t khz = count >= 2 ? static_cast<uint32_t>(gnss_value(pIn, 1)) : 0;
+    const uint32_t hz = count == 3 ? static_cast<uint32_t>(gnss_value(pIn, 2)) : 0;
     if (mhz >= kMhzLimit || khz > kKhzMax || hz > kHzMax) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "params incorrect!\r\n");
         return gnss_refuse(pOut, GPS_RET_BAD_VALUE);

@@ -1,9 +1,10 @@
-// GNSS client callbacks and report senders: NMEA routing, ^POSEND, NI requests, capabilities.
+// GNSS client callbacks: NMEA routing, ^POSEND, NI requests, capabilities, $GPERR.
 #include "gnss_reports.h"
 
 #include <cstdio>
 #include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "gnss_state.h"
 #include "gpsclient.h"
@@ -30,27 +31,8 @@ bool is_zqloc(const char* text) {
     return strncmp(text, kZqlocName, kZqlocNameLen) == 0;
 }
 
-// Fills a fresh report with len characters of text.
-void fill(AtResponse* rsp, const char* text, size_t len, uint32_t id) {
-    rsp->m_id = id;
-    osa_memcpy_s(rsp->m_buffer, sizeof rsp->m_buffer, text, len);
-    rsp->m_buffer[len] = '\0';
-    rsp->m_length = static_cast<uint32_t>(len);
-}
-
-// One report: allocated zeroed, filled, sent with its wire size, freed.
-void send_report(const char* text, size_t len, uint32_t port, uint32_t id) {
-    OsaBuffer buf(sizeof(AtResponse));
-    if (!buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "failed to malloc!\r\n");
-        return;
-    }
-    AtResponse* rsp = buf.as<AtResponse>();
-    fill(rsp, text, len, id);
-    rsp->m_uindex = port;
-    rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-    tandrel_send_response(rsp);
-}
+// NMEA reports: the port is chosen when each is sent.
+constexpr ReportTo kNmeaReport{PCUI, GNSS_REPORT_ID_NMEA, GNSS_REPORT_PROTOCOL};
 
 // A 32-bit word of a client record, read without assuming its alignment.
 int32_t word_at(const void* record, size_t index) {
@@ -70,22 +52,14 @@ int32_t ni_type_of(int32_t req_type) {
 
 }  // namespace
 
-size_t gnss_text_length(const char* text, int32_t length, size_t cap) {
-    if (text == nullptr || length <= 0) {
-        return 0;
-    }
-    const size_t limit = static_cast<size_t>(length) < cap ? static_cast<size_t>(length) : cap;
-    return strnlen(text, limit);
-}
-
 extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) {
     gps_get_portcfg();
     if (text == nullptr) {
         return;
     }
-    OsaBuffer buf(sizeof(AtResponse));
-    if (!buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "failed to malloc!\r\n");
+    // The record is taken before any other work on the sentence.
+    AtReport report(kNmeaReport, TANDREL_TAG, "failed to malloc!\r\n");
+    if (!report) {
         return;
     }
     if (g_fixsionFlag.load() == 1) {
@@ -100,17 +74,12 @@ extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) 
         return;
     }
     // An empty sentence (length 0 or less) still goes out, as an empty report.
-    AtResponse* rsp = buf.as<AtResponse>();
-    fill(rsp, text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX), GNSS_REPORT_ID_NMEA);
+    const std::string_view sentence(text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX));
     if (g_nmeaPortFlag.load() == 1) {
-        rsp->m_uindex = gps_report_port(NMEA_PORT);
-        rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-        tandrel_send_response(rsp);
+        report.send_to(gps_report_port(NMEA_PORT), sentence);
     }
     if (g_gnssPortFlag.load() == 1) {
-        rsp->m_uindex = gps_report_port(GNSS_PORT);
-        rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-        tandrel_send_response(rsp);
+        report.send_to(gps_report_port(GNSS_PORT), sentence);
     }
 }
 
@@ -122,33 +91,15 @@ void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t /*len
     if (is_zqloc(text)) {
         return;
     }
-    OsaBuffer buf(sizeof(AtResponse));
-    if (!buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "AT_gnss_nmea_port_cb failed to malloc!\r\n");
+    AtReport report(kNmeaReport, TANDREL_TAG, "AT_gnss_nmea_port_cb failed to malloc!\r\n");
+    if (!report) {
         return;
     }
-    AtResponse* rsp = buf.as<AtResponse>();
-    // The copy carries the whole sentence: the length it was handed with is
-    // not used.
-    fill(rsp, text, strnlen(text, GNSS_REPORT_TEXT_MAX), GNSS_REPORT_ID_NMEA);
-    // This copy always goes to the NMEA port itself, whatever the port
+    // The copy carries the whole sentence, whatever length it was handed
+    // with, and always goes to the NMEA port itself, whatever the port
     // configuration says.
     if (g_nmeaPortFlag.load() == 1) {
-        rsp->m_protocol = GNSS_REPORT_PROTOCOL;
-        rsp->m_uindex = NMEA_PORT;
-        tandrel_send_response(rsp);
-    }
-}
-
-void AT_Gnss_nmea_cb(int64_t /*timestamp*/, const char* text, int32_t length) {
-    AT_Gnss_info_send(text, length);
-}
-
-void AT_Gnss_info_send(const char* text, int32_t length) {
-    gps_get_portcfg();
-    if (text != nullptr) {
-        send_report(text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX),
-                    gps_report_port(GNSS_PORT), GNSS_REPORT_ID_NMEA);
+        report.send_to(NMEA_PORT, {text, strnlen(text, GNSS_REPORT_TEXT_MAX)});
     }
 }
 
@@ -211,7 +162,7 @@ extern "C" void AT_status_cb(void* status) {
     char text[kReportBuf] = {};
     new_snprintf_s(text, sizeof text, sizeof text - 1, "\r\n^POSEND: %d,%d\r\n", state,
                    word_at(status, 2));
-    send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_POSEND);
+    gnss_send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_POSEND);
 }
 
 extern "C" void AT_nipara_cb(void* ni_record) {
@@ -242,5 +193,5 @@ extern "C" void AT_nipara_cb(void* ni_record) {
                    ni.req_type, ni.word1, ni.word2, text_len < room ? text_len : room, ni.text,
                    ni.req_id);
     g_NiReqId.store(ni.req_id);
-    send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_WNINV);
+    gnss_send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_WNINV);
 }

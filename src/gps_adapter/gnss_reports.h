@@ -1,28 +1,21 @@
-// Senders of the GNSS reports and sentences, and the fix-sentence builder they feed.
+// GNSS client callbacks and report senders, and the fix-sentence builder with its field readers.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "tandrel_adapters.h"  // AT_status_cb, AT_nmea_cb, AT_nipara_cb
-
-// Longest text a report carries (m_buffer less its NUL).
-inline constexpr size_t GNSS_REPORT_TEXT_MAX = 10203;
-
-// Length of a sentence handed over with a length: the smaller of its strlen
-// and length, never reading past length or cap characters. A length of 0 or
-// less gives 0.
-size_t gnss_text_length(const char* text, int32_t length, size_t cap);
 
 // Copy of a sentence to the NMEA port while a fix session is open.
 void AT_gnss_nmea_port_cb(int64_t timestamp, const char* text, int32_t length);
 // Builds "$GPFIXSL", "$GPFIXBD" and "$GPFIXAD" from the client's sentences
 // while a fix session is open.
 void GNSS_IOCTRL_Getfixdata(int64_t timestamp, const char* text, int32_t length);
-// Sends one fix sentence to the GNSS side.
-void AT_Gnss_nmea_cb(int64_t timestamp, const char* text, int32_t length);
-// Sends "$GPCAP" or "$GPCHP" to the GNSS side.
-void AT_Gnss_info_send(const char* text, int32_t length);
+// First character of field n (fields separated by ',') in [start, end), or
+// null when the field is missing or empty (begins with ',', '*', CR or LF).
+const char* at_find_field(uint32_t n, const char* start, const char* end);
+// Copies the number that begins field n of a 255-byte text into out (at most
+// out_size - 1 characters); 1 on success, 0 otherwise.
+int32_t at_get_number_field(uint32_t n, char* text, char* out, uint32_t out_size);
 // Reports a failed control operation as "$GPERR" on the NMEA route.
 void GNSS_IOCTRL_ReportErr(const char* tag, int32_t code);
 // Sends "$GPCAP" then "$GPCHP" with the vendor and product ids (4 characters

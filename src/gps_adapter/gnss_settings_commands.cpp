@@ -11,25 +11,15 @@
 
 namespace {
 
-// Parameter-count rule of a set operation: the result and trace for no
-// parameter, and for more than max.
-struct CountRule {
-    int32_t none_ret;
-    const char* none_trace;
-    uint32_t max;
-    int32_t over_ret;
-    const char* over_trace;
-};
-
-constexpr char kNotEnough[] = "not enough params!\r\n";
-constexpr char kTooMany[] = "too many params!\r\n";
 constexpr char kParamsError[] = "params have error!\r\n";
 
-constexpr CountRule kOneValue{AT_RET_NO_HANDLER, kNotEnough, 1, GPS_RET_PARAM_COUNT, kTooMany};
-constexpr CountRule kTwoValues{AT_RET_NO_HANDLER, kNotEnough, 2, GPS_RET_PARAM_COUNT, kTooMany};
-constexpr CountRule kAnyDataRule{GPS_RET_PARAM_COUNT, kParamsError, 1, GPS_RET_PARAM_COUNT,
-                                 kParamsError};
-constexpr CountRule kStrictOne{AT_RET_NO_HANDLER, kTooMany, 1, AT_RET_NO_HANDLER, kTooMany};
+// Count rules of the set operations: a missing parameter and a surplus one.
+constexpr GnssCountRule kOneValue{1, 1};
+constexpr GnssCountRule kTwoValues{1, 2};
+constexpr GnssCountRule kAnyDataRule{
+    1, 1, GPS_RET_PARAM_COUNT, kParamsError, GPS_RET_PARAM_COUNT, kParamsError};
+constexpr GnssCountRule kStrictOne{
+    1, 1, AT_RET_NO_HANDLER, GNSS_TRACE_TOO_MANY, AT_RET_NO_HANDLER, GNSS_TRACE_TOO_MANY};
 
 using GpsValueCall = int32_t (*)(int32_t op, int32_t* value, int32_t* err);
 
@@ -38,7 +28,7 @@ using GpsValueCall = int32_t (*)(int32_t op, int32_t* value, int32_t* err);
 struct Setting {
     const char* name;
     const char* ranges;  // the test text's value part
-    CountRule count;
+    GnssCountRule count;
     GpsValueCall call;  // null for ^WPDFR and ^NLGPSOPT, which call differently
     bool trace_value;
     bool (*admit)(int32_t value, AtResponse* pOut);
@@ -76,24 +66,6 @@ const Setting kSettings[] = {
     {"^NLGPSOPT", nullptr, kOneValue, nullptr, false, nullptr, nullptr},
 };
 
-bool count_ok(const CountRule& rule, const AtRequest* pIn, AtResponse* pOut) {
-    if (pIn->m_para_count == 0) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", rule.none_trace);
-        at_set_error(pOut, rule.none_ret);
-        return false;
-    }
-    if (pIn->m_para_count > rule.max) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", rule.over_trace);
-        at_set_error(pOut, rule.over_ret);
-        return false;
-    }
-    return true;
-}
-
-int32_t value_of(const AtRequest* pIn, size_t i) {
-    return static_cast<int32_t>(pIn->m_para_list[i].ulParaValue);
-}
-
 // "\r\n^NAME: <values>\r\n\r\nOK\r\n".
 void answer(AtResponse* pOut, const char* name, const char* values) {
     at_set_textf(pOut, "\r\n%s: %s\r\n\r\nOK\r\n", name, values);
@@ -103,10 +75,10 @@ int32_t setting_set(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(s.count, pIn, pOut)) {
+    if (!gnss_count_ok(pIn, pOut, s.count)) {
         return TANDREL_FAIL;
     }
-    int32_t value = value_of(pIn, 0);
+    int32_t value = gnss_value(pIn, 0);
     if (s.trace_value) {
         TANDREL_TRACE(TRACE_LEVEL_INFO, "ulParaValue's value is %d!\r\n", value);
     }
@@ -140,23 +112,8 @@ int32_t setting_query(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
     return TANDREL_OK;
 }
 
-// Test texts are answered only while the radio is not off.
 int32_t setting_test(const Setting& s, AtRequest* pIn, AtResponse* pOut) {
-    if (gnss_null_params(pIn, pOut)) {
-        return TANDREL_FAIL;
-    }
-    int32_t radio = 0;
-    int32_t err = 0;
-    if (gpsclient_WPCAP(GPS_OP_GET, &radio, &err) == 0) {
-        at_set_error(pOut, gps_err_retenum(err));
-        return TANDREL_FAIL;
-    }
-    if (radio == GPS_RADIO_OFF) {
-        at_set_error(pOut, GPS_RET_RADIO_OFF);
-        return TANDREL_OK;
-    }
-    answer(pOut, s.name, s.ranges);
-    return TANDREL_OK;
+    return gnss_radio_test(pIn, pOut, s.name, s.ranges);
 }
 
 // MS-assisted and MS-based modes need SUPL; autonomous mode 0 always passes.
@@ -229,12 +186,12 @@ int32_t AT_GPS_SetFixRate(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(kSettings[kWpdfr].count, pIn, pOut)) {
+    if (!gnss_count_ok(pIn, pOut, kSettings[kWpdfr].count)) {
         return TANDREL_FAIL;
     }
     const auto count = static_cast<int32_t>(pIn->m_para_count);
-    int32_t times = value_of(pIn, 0);
-    int32_t interval = count == 2 ? value_of(pIn, 1) : 0;
+    int32_t times = gnss_value(pIn, 0);
+    int32_t interval = count == 2 ? gnss_value(pIn, 1) : 0;
     int32_t err = 0;
     if (gpsclient_freqAndInterval(GPS_OP_SET, &times, &interval, &err, count) == 0) {
         return gnss_client_failed(pOut, err);
@@ -319,7 +276,7 @@ int32_t AT_GPS_NiNotify(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;
     }
-    if (!count_ok(kSettings[kNiText].count, pIn, pOut)) {
+    if (!gnss_count_ok(pIn, pOut, kSettings[kNiText].count)) {
         return TANDREL_FAIL;
     }
     const AtCmdParam& p = pIn->m_para_list[0];

@@ -1,6 +1,7 @@
-// GNSS adapter state and the lazy read of the output port configuration.
+// GNSS adapter state, the port configuration read, and the helpers every GNSS file shares.
 #include "gnss_state.h"
 
+#include <cstring>
 #include <mutex>
 
 #include "gpsclient.h"
@@ -25,6 +26,9 @@ namespace {
 std::mutex g_portCfgLock;
 
 constexpr uint32_t kPortCfgRetryMs = 100;
+
+constexpr uint32_t kGpsCodeFirst = 276;
+constexpr int8_t kGpsRetenum[] = {88, 89, 90, 91, 20, 92, 93, 94, 95, 96, 20, 97};
 
 }  // namespace
 
@@ -59,7 +63,14 @@ void gps_set_portcfg(int32_t value) {
     g_PortCfgReady.store(1);
 }
 
-void gnss_adapter_reset(void) {
+int32_t gps_errcode_to_retenum(uint32_t code) {
+    if (code < kGpsCodeFirst || code - kGpsCodeFirst >= sizeof kGpsRetenum) {
+        return AT_RET_NO_HANDLER;
+    }
+    return kGpsRetenum[code - kGpsCodeFirst];
+}
+
+void gnss_state_reset(void) {
     {
         std::lock_guard<std::mutex> lock(g_portCfgLock);
         g_PortCfg.store(0);
@@ -72,7 +83,6 @@ void gnss_adapter_reset(void) {
     g_NiTimer.store(0);
     g_NiReqId.store(0);
     g_posendFlag.store(1);
-    gnss_fix_caches_reset();
 }
 
 bool gnss_null_params(const AtRequest* pIn, const AtResponse* pOut) {
@@ -94,4 +104,70 @@ int32_t gnss_refuse(AtResponse* pOut, int32_t retenum, const char* trace) {
 int32_t gnss_client_failed(AtResponse* pOut, int32_t err) {
     at_set_error(pOut, gps_err_retenum(err));
     return TANDREL_OK;
+}
+
+bool gnss_count_ok(const AtRequest* pIn, AtResponse* pOut, const GnssCountRule& rule) {
+    if (pIn->m_para_count < rule.min) {
+        gnss_refuse(pOut, rule.none_ret, rule.none_trace);
+        return false;
+    }
+    if (pIn->m_para_count > rule.max) {
+        gnss_refuse(pOut, rule.over_ret, rule.over_trace);
+        return false;
+    }
+    return true;
+}
+
+void gnss_append(AtResponse* pOut, const char* piece) {
+    const size_t used = strnlen(pOut->m_buffer, sizeof pOut->m_buffer - 1);
+    strncpy_s(pOut->m_buffer + used, sizeof pOut->m_buffer - used, piece, strlen(piece));
+    pOut->m_length = static_cast<uint32_t>(strnlen(pOut->m_buffer, sizeof pOut->m_buffer - 1));
+}
+
+int32_t gnss_radio_test(AtRequest* pIn, AtResponse* pOut, const char* name, const char* ranges,
+                        GnssRadioTraces traces) {
+    if (gnss_null_params(pIn, pOut)) {
+        return TANDREL_FAIL;
+    }
+    int32_t radio = 0;
+    int32_t err = 0;
+    if (gpsclient_WPCAP(GPS_OP_GET, &radio, &err) == 0) {
+        return gnss_refuse(pOut, gps_err_retenum(err), traces.read_failed);
+    }
+    if (radio == GPS_RADIO_OFF) {
+        if (traces.off != nullptr) {
+            TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s", traces.off);
+        }
+        at_set_error(pOut, GPS_RET_RADIO_OFF);
+        return TANDREL_OK;
+    }
+    at_set_textf(pOut, "\r\n%s: %s\r\n\r\nOK\r\n", name, ranges);
+    return TANDREL_OK;
+}
+
+size_t gnss_text_length(const char* text, int32_t length, size_t cap) {
+    if (text == nullptr || length <= 0) {
+        return 0;
+    }
+    const size_t limit = static_cast<size_t>(length) < cap ? static_cast<size_t>(length) : cap;
+    return strnlen(text, limit);
+}
+
+void gnss_send_report(const char* text, size_t len, uint32_t port, uint32_t id) {
+    AtReport report({port, id, GNSS_REPORT_PROTOCOL}, TANDREL_TAG, "failed to malloc!\r\n");
+    if (report) {
+        report.send({text, len});
+    }
+}
+
+void AT_Gnss_nmea_cb(int64_t /*timestamp*/, const char* text, int32_t length) {
+    AT_Gnss_info_send(text, length);
+}
+
+void AT_Gnss_info_send(const char* text, int32_t length) {
+    gps_get_portcfg();
+    if (text != nullptr) {
+        gnss_send_report(text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX),
+                         gps_report_port(GNSS_PORT), GNSS_REPORT_ID_NMEA);
+    }
 }

@@ -1,7 +1,8 @@
-// GNSS adapter state shared by the commands, the control operations and the client callbacks.
+// GNSS adapter state and the helpers every GNSS file shares, GNSS-side report senders among them.
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 #include "tandrel_core.h"
@@ -50,6 +51,8 @@ void gps_set_portcfg(int32_t value);
 inline uint32_t gps_report_port(uint32_t split_port) {
     return g_PortCfg.load() == 1 ? GNSS_SINGLE_PORT : split_port;
 }
+// GNSS client result code -> m_retenum (276..287 mapped, anything else 20).
+int32_t gps_errcode_to_retenum(uint32_t code);
 // m_retenum for a failed GNSS client call.
 inline int32_t gps_err_retenum(int32_t err) {
     return gps_errcode_to_retenum(static_cast<uint32_t>(err));
@@ -65,7 +68,60 @@ int32_t gnss_client_failed(AtResponse* pOut, int32_t err);
 // Answers the error retenum, tracing trace first when there is one.
 int32_t gnss_refuse(AtResponse* pOut, int32_t retenum, const char* trace = nullptr);
 
-// Puts the adapter state, fix cache and DOP cache back to their start values.
+inline constexpr char GNSS_TRACE_NOT_ENOUGH[] = "not enough params!\r\n";
+inline constexpr char GNSS_TRACE_TOO_MANY[] = "too many params!\r\n";
+
+// Parameter-count rule of a set operation: fewer than min parameters, or
+// more than max, are refused with their result and trace (none traced when
+// the trace is null).
+struct GnssCountRule {
+    uint32_t min;
+    uint32_t max;
+    int32_t none_ret = AT_RET_NO_HANDLER;
+    const char* none_trace = GNSS_TRACE_NOT_ENOUGH;
+    int32_t over_ret = GPS_RET_PARAM_COUNT;
+    const char* over_trace = GNSS_TRACE_TOO_MANY;
+};
+// True when the request's count keeps the rule; otherwise refused.
+bool gnss_count_ok(const AtRequest* pIn, AtResponse* pOut, const GnssCountRule& rule);
+
+// The numeric value of parameter i, as the handlers use it.
+inline int32_t gnss_value(const AtRequest* pIn, size_t i) {
+    return static_cast<int32_t>(pIn->m_para_list[i].ulParaValue);
+}
+
+// Appends a piece to the response's text, bounded by m_buffer, m_length in
+// step.
+void gnss_append(AtResponse* pOut, const char* piece);
+
+// Traces of a radio-gated test answer: the radio could not be read, the
+// radio is off (each may be null).
+struct GnssRadioTraces {
+    const char* read_failed = nullptr;
+    const char* off = nullptr;
+};
+// A test operation answers "\r\n<name>: <ranges>\r\n\r\nOK\r\n" only while
+// the GNSS radio is not off (then 88); a failed radio read answers the
+// client's error.
+int32_t gnss_radio_test(AtRequest* pIn, AtResponse* pOut, const char* name, const char* ranges,
+                        GnssRadioTraces traces = {});
+
+// Longest text a report carries (m_buffer less its NUL).
+inline constexpr size_t GNSS_REPORT_TEXT_MAX = 10203;
+// Length of a sentence handed over with a length: the smaller of its strlen
+// and length, never reading past length or cap characters. A length of 0 or
+// less gives 0.
+size_t gnss_text_length(const char* text, int32_t length, size_t cap);
+// One report of len characters of text on a port, with the GNSS protocol word.
+void gnss_send_report(const char* text, size_t len, uint32_t port, uint32_t id);
+// Sends one fix sentence to the GNSS side.
+void AT_Gnss_nmea_cb(int64_t timestamp, const char* text, int32_t length);
+// Sends "$GPCAP" or "$GPCHP" to the GNSS side.
+void AT_Gnss_info_send(const char* text, int32_t length);
+
+// Puts the adapter state here back to its start values.
+void gnss_state_reset(void);
+// Puts the whole adapter back to its start: the state here, then the fix and
+// DOP caches. Made by the fix-sentence builder, which sits above this state,
+// so that the state never calls up into the files that use it.
 void gnss_adapter_reset(void);
-// Clears the fix and DOP caches (gnss_fix_sentences.cpp).
-void gnss_fix_caches_reset(void);

@@ -4,7 +4,6 @@
 #include "ipstack.h"
 #include "ipstackatapi/ipstack_at_handlers.h"
 #include "ipstackatapi/ipstack_trace.h"
-#include "osa_buffer.h"
 #include "tandrel_core.h"
 
 namespace {
@@ -40,36 +39,21 @@ Record read_record(const void* record) {
     return r;
 }
 
-// The response record of one report, or an empty owner (traced) when the
-// allocation failed.
-OsaBuffer take_report() {
-    OsaBuffer buf(static_cast<uint32_t>(sizeof(AtResponse)));
-    if (!buf) {
-        IPSTACK_TRACE(TRACE_LEVEL_ERROR, "failed to malloc mem\n");
-    }
-    return buf;
+// The record of one report, addressed; traced with the relay's own text
+// when it could not be allocated.
+AtReport take_report(ReportTo to) {
+    return AtReport(to, IPSTACK_TAG, "failed to malloc mem\n");
 }
 
-// The entry of a report builder that needs its record: the entry trace under
-// the name given and the response record; an empty owner (traced) when the
-// record is null or the allocation failed.
-OsaBuffer enter_report(const void* record, const char* name) {
+// The entry of a report builder that needs its record: false (traced) when
+// the record is null, else the entry trace under the name given.
+bool enter_report(const void* record, const char* name) {
     if (record == nullptr) {
         IPSTACK_TRACE(TRACE_LEVEL_ERROR, "null params");
-        return OsaBuffer();
+        return false;
     }
     IPSTACK_TRACE(TRACE_LEVEL_INFO, "[ipstackatapi] %s in!\n", name);
-    return take_report();
-}
-
-void fill_report(AtResponse* rsp, const char* bytes, size_t len, uint32_t port, uint32_t protocol,
-                 uint32_t id) {
-    const size_t n = len < sizeof rsp->m_buffer ? len : sizeof rsp->m_buffer - 1;
-    osa_memcpy_s(rsp->m_buffer, sizeof rsp->m_buffer, bytes, n);
-    rsp->m_length = static_cast<uint32_t>(n);
-    rsp->m_uindex = port;
-    rsp->m_protocol = protocol;
-    rsp->m_id = id;
+    return true;
 }
 
 // Bytes of data a 61000 record announces: its length, or the encoded size
@@ -84,8 +68,11 @@ uint64_t data_bytes(const IpstackDataEvent& ev, bool ssl) {
 }  // namespace
 
 int32_t at_ipstack_ipstate_report(const void* record) {
-    OsaBuffer buf = enter_report(record, "at_ipstack_ipstate_report");
-    if (!buf) {
+    if (!enter_report(record, "at_ipstack_ipstate_report")) {
+        return TANDREL_FAIL;
+    }
+    AtReport report = take_report({PCUI, IPSTACK_ID_STATE, 0});
+    if (!report) {
         return TANDREL_FAIL;
     }
     const auto ev = read_record<IpstackStateEvent>(record);
@@ -96,16 +83,17 @@ int32_t at_ipstack_ipstate_report(const void* record) {
     if (ev.m_value1 == 6) {
         ipstack_reset_ssl_enable_status();
     }
-    auto* rsp = buf.as<AtResponse>();
-    fill_report(rsp, text, strnlen(text, sizeof text), PCUI, 0, IPSTACK_ID_STATE);
     reset_http_sock_type();
-    tandrel_send_response(rsp);
+    report.send({text, strnlen(text, sizeof text)});
     return TANDREL_OK;
 }
 
 int32_t at_ipstack_sockserv_report(const void* record) {
-    OsaBuffer buf = enter_report(record, "at_ipstack_sockserv_report");
-    if (!buf) {
+    if (!enter_report(record, "at_ipstack_sockserv_report")) {
+        return TANDREL_FAIL;
+    }
+    AtReport report = take_report({PCUI, IPSTACK_ID_STATE, 0});
+    if (!report) {
         return TANDREL_FAIL;
     }
     const auto ev = read_record<IpstackStateEvent>(record);
@@ -113,35 +101,38 @@ int32_t at_ipstack_sockserv_report(const void* record) {
     new_snprintf_s(text, sizeof text - 1, sizeof text - 2, "\r\n%s: %ld,%d,%lu\r\n", "^IPSRVST",
                    as_signed(ev.m_value1), static_cast<int32_t>(ev.m_value2),
                    static_cast<unsigned long>(ev.m_value3));
-    auto* rsp = buf.as<AtResponse>();
-    fill_report(rsp, text, strnlen(text, sizeof text), PCUI, 0, IPSTACK_ID_STATE);
-    tandrel_send_response(rsp);
+    report.send({text, strnlen(text, sizeof text)});
     return TANDREL_OK;
 }
 
 int32_t at_ipstack_iprcv_report(const void* record) {
-    OsaBuffer buf = enter_report(record, "at_ipstack_ipdata_report");
-    if (!buf) {
+    if (!enter_report(record, "at_ipstack_ipdata_report")) {
         return TANDREL_FAIL;
     }
     const auto ev = read_record<IpstackArrivalEvent>(record);
+    AtReport report =
+        take_report({ipstack_port_map(ev.m_channel), IPSTACK_ID_DATA, IPSTACK_PROTOCOL_LINK});
+    if (!report) {
+        return TANDREL_FAIL;
+    }
     char text[DATA_TEXT_SIZE] = {};
     new_snprintf_s(text, sizeof text - 1, sizeof text - 2, "\r\n%s: %ld,%d\r\n", "^IPRCVST",
                    plus_one(ev.m_link), 1);
-    auto* rsp = buf.as<AtResponse>();
-    fill_report(rsp, text, strnlen(text, sizeof text), ipstack_port_map(ev.m_channel),
-                IPSTACK_PROTOCOL_LINK, IPSTACK_ID_DATA);
     IPSTACK_TRACE(TRACE_LEVEL_INFO, "\r\nSending IPRCV report to kernel \r\n");
-    tandrel_send_response(rsp);
+    report.send({text, strnlen(text, sizeof text)});
     return TANDREL_OK;
 }
 
 int32_t at_ipstack_ipdata_report(const void* record) {
-    OsaBuffer buf = enter_report(record, "at_ipstack_ipdata_report");
-    if (!buf) {
+    if (!enter_report(record, "at_ipstack_ipdata_report")) {
         return TANDREL_FAIL;
     }
     const auto ev = read_record<IpstackDataEvent>(record);
+    AtReport report =
+        take_report({ipstack_port_map(ev.m_channel), IPSTACK_ID_DATA, IPSTACK_PROTOCOL_LINK});
+    if (!report) {
+        return TANDREL_FAIL;
+    }
     const bool ssl = ev.m_kind == IPSTACK_LINK_SSL_A || ev.m_kind == IPSTACK_LINK_SSL_B;
     const uint64_t count = data_bytes(ev, ssl);
     // A report announces its whole length; a cut one would make the host
@@ -175,10 +166,7 @@ int32_t at_ipstack_ipdata_report(const void* record) {
     len += static_cast<size_t>(count);
     osa_memcpy_s(text + len, sizeof text - len, kCrLf, sizeof kCrLf - 1);
     len += sizeof kCrLf - 1;
-    auto* rsp = buf.as<AtResponse>();
-    fill_report(rsp, text, len, ipstack_port_map(ev.m_channel), IPSTACK_PROTOCOL_LINK,
-                IPSTACK_ID_DATA);
-    tandrel_send_response(rsp);
+    report.send({text, len});
     return TANDREL_OK;
 }
 
@@ -187,11 +175,12 @@ int32_t at_ipstack_unsolid_ok_report(const void* record) {
     if (record == nullptr) {
         return TANDREL_FAIL;
     }
-    OsaBuffer buf = take_report();
-    if (!buf) {
+    const auto ev = read_record<IpstackResultEvent>(record);
+    AtReport report =
+        take_report({ipstack_port_map(ev.m_channel), IPSTACK_ID_RESULT, IPSTACK_PROTOCOL_LINK});
+    if (!report) {
         return TANDREL_FAIL;
     }
-    const auto ev = read_record<IpstackResultEvent>(record);
     char text[SHORT_TEXT_SIZE] = {};
     int32_t retenum = AT_RET_OK;
     if (ev.m_cmd_kind == IPSTACK_CMD_IPSENDEX) {
@@ -210,10 +199,6 @@ int32_t at_ipstack_unsolid_ok_report(const void* record) {
     } else {
         retenum = ipstack_get_at_errornum(ev.m_error);
     }
-    auto* rsp = buf.as<AtResponse>();
-    fill_report(rsp, text, strnlen(text, sizeof text), ipstack_port_map(ev.m_channel),
-                IPSTACK_PROTOCOL_LINK, IPSTACK_ID_RESULT);
-    rsp->m_retenum = retenum;
-    tandrel_send_response(rsp);
+    report.send({text, strnlen(text, sizeof text)}, retenum);
     return TANDREL_OK;
 }

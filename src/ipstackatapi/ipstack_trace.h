@@ -3,4 +3,5 @@
 
 #include "tandrel_trace.h"
 
-#define IPSTACK_TRACE(level, ...) TANDREL_TRACE_TAG("ipstack", level, __VA_ARGS__)
+inline constexpr char IPSTACK_TAG[] = "ipstack";
+#define IPSTACK_TRACE(level, ...) TANDREL_TRACE_TAG(IPSTACK_TAG, level, __VA_ARGS__)

@@ -6,6 +6,7 @@
 #include "tandrel_core.h"
 #include "tandrel_trace.h"
 #include "ttsatapi/audio_at_params.h"
+#include "ttsatapi/audio_perm.h"
 
 using audio_at::para_text;
 using audio_at::refuse;

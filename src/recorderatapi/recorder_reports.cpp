@@ -4,12 +4,13 @@
 #include <limits>
 #include <string_view>
 
-#include "osa_buffer.h"
+#include "osa.h"
 #include "qsp_notify.h"
 #include "recorder.h"
 #include "recorder_at_handlers.h"
 #include "tandrel_core.h"
 #include "tandrel_trace.h"
+#include "ttsatapi/audio_perm.h"
 
 namespace {
 
@@ -33,15 +34,11 @@ void take_payload(T* out, const void* info, uintptr_t length) {
 
 // Sends text, taken up to its first NUL, as a fresh report with this id.
 int32_t send_report(const char* text, size_t text_size, uint32_t id) {
-    OsaBuffer rsp_buf(sizeof(AtResponse));
-    if (!rsp_buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "recorder report osa_malloc failed\r\n");
+    AtReport report({PCUI, id, 0}, TANDREL_TAG, "recorder report osa_malloc failed\r\n");
+    if (!report) {
         return TANDREL_FAIL;
     }
-    auto* rsp = rsp_buf.as<AtResponse>();
-    rsp->m_id = id;
-    at_set_text(rsp, std::string_view(text, strnlen(text, text_size)));
-    tandrel_send_response(rsp);
+    report.send({text, strnlen(text, text_size)});
     return TANDREL_OK;
 }
 
@@ -182,9 +179,9 @@ int32_t at_recorder_audend_report(const void* info, uintptr_t length) {
     end.value3 = -1;
     take_payload(&end, info, length);
 
-    OsaBuffer rsp_buf(sizeof(AtResponse));
-    if (!rsp_buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "at_recorder_audend_report osa_malloc failed\r\n");
+    AtReport report({PCUI, kAudendReportId, 0}, TANDREL_TAG,
+                    "at_recorder_audend_report osa_malloc failed\r\n");
+    if (!report) {
         return TANDREL_FAIL;
     }
     std::array<char, kAudendTextSize> text{};
@@ -202,10 +199,7 @@ int32_t at_recorder_audend_report(const void* info, uintptr_t length) {
             g_IsRamRecordInProgress = 0;
         }
     }
-    auto* rsp = rsp_buf.as<AtResponse>();
-    rsp->m_id = kAudendReportId;
-    at_set_text(rsp, text.data());
-    tandrel_send_response(rsp);
+    report.send(text.data());
 
     rec_tts_at_cmd_perm_set(AUDIO_PERM_FREE);
     return TANDREL_OK;

@@ -94,6 +94,36 @@ int32_t tandrel_send_response(AtResponse* rsp) {
     return send_at_response_to_kernel(cut, at_response_wire_size(*cut));
 }
 
+AtReport::AtReport(ReportTo to, const char* tag, const char* fail_trace, const char* file, int line)
+    : buf_(sizeof(AtResponse)) {
+    if (!buf_) {
+        QSP_TRACE_PrintInfo(tandrel_file_name(file), line, 0, tag, TRACE_LEVEL_ERROR, "%s",
+                            fail_trace);
+        return;
+    }
+    auto* rsp = buf_.as<AtResponse>();
+    rsp->m_uindex = to.port;
+    rsp->m_id = to.id;
+    rsp->m_protocol = to.protocol;
+}
+
+int32_t AtReport::send(std::string_view text, int32_t retenum) {
+    if (!buf_) {
+        return TANDREL_FAIL;
+    }
+    auto* rsp = buf_.as<AtResponse>();
+    at_set_text(rsp, text);
+    rsp->m_retenum = retenum;
+    return tandrel_send_response(rsp);
+}
+
+int32_t AtReport::send_to(uint32_t port, std::string_view text) {
+    if (buf_) {
+        buf_.as<AtResponse>()->m_uindex = port;
+    }
+    return send(text);
+}
+
 int32_t nl_syswatch_event_report(uint32_t len, const void* data) {
     TANDREL_TRACE(TRACE_LEVEL_DEBUG, "nl_syswatch_event_report enter !!!\r\n");
     OsaBuffer req_buf(FIX_NL_DATA_LENGTH);

@@ -1,5 +1,6 @@
 // ^TTS and ^TTSCFG: the speech-state and audio-path checks in front of the text-to-speech engine.
 #include "audio_at_params.h"
+#include "audio_perm.h"
 #include "tandrel_core.h"
 #include "tandrel_trace.h"
 #include "tts.h"

@@ -1,7 +1,8 @@
 // The text-to-speech adapter's notify module and the "^AUDEND" report at the end of speech.
 #include <array>
 
-#include "osa_buffer.h"
+#include "audio_perm.h"
+#include "osa.h"
 #include "qsp_notify.h"
 #include "tandrel_core.h"
 #include "tandrel_trace.h"
@@ -32,19 +33,15 @@ int32_t at_tts_audend_report(const void* info, uintptr_t length) {
     }
     osa_memcpy_s(&words, sizeof words, info, length < sizeof words ? length : sizeof words);
 
-    OsaBuffer rsp_buf(sizeof(AtResponse));
-    if (!rsp_buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "at_tts_audend_report osa_malloc failed\r\n");
+    AtReport report({PCUI, kAudendReportId, 0}, TANDREL_TAG,
+                    "at_tts_audend_report osa_malloc failed\r\n");
+    if (!report) {
         return TANDREL_FAIL;
     }
     std::array<char, kAudendTextSize> text{};
     new_snprintf_s(text.data(), text.size(), kAudendTextMax, "%s: %lu,%lu\r\n", "^AUDEND",
                    static_cast<unsigned long>(words.word1), static_cast<unsigned long>(words.word2));
-
-    auto* rsp = rsp_buf.as<AtResponse>();
-    rsp->m_id = kAudendReportId;
-    at_set_text(rsp, text.data());
-    tandrel_send_response(rsp);
+    report.send(text.data());
 
     rec_tts_at_cmd_perm_set(AUDIO_PERM_FREE);
     return TANDREL_OK;

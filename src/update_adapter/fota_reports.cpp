@@ -51,16 +51,15 @@ void format_new_version(const OsaBuffer& work, const FotaStateInfo& info) {
 
 // Sends the text formatted into work as a report with no command pending.
 int32_t send_report(const OsaBuffer& work) {
-    OsaBuffer rsp_buf(sizeof(AtResponse));
-    if (!rsp_buf) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "FOTA report failed to osa_malloc response\r\n");
+    AtReport report({PCUI, FOTA_REPORT_ID, 0}, TANDREL_TAG,
+                    "FOTA report failed to osa_malloc response\r\n");
+    if (!report) {
         return TANDREL_FAIL;
     }
-    auto* rsp = rsp_buf.as<AtResponse>();
-    rsp->m_id = FOTA_REPORT_ID;
-    at_set_text(rsp, {work.as<char>(), strnlen(work.as<char>(), work.size())});
-    if (tandrel_send_response(rsp) != 0) {
-        TANDREL_TRACE(TRACE_LEVEL_ERROR, "FOTA report not sent: %s\r\n", rsp->m_buffer);
+    const std::string_view text(work.as<char>(), strnlen(work.as<char>(), work.size()));
+    if (report.send(text) != 0) {
+        TANDREL_TRACE(TRACE_LEVEL_ERROR, "FOTA report not sent: %.*s\r\n",
+                      static_cast<int>(text.size()), text.data());
         return TANDREL_FAIL;
     }
     return TANDREL_OK;

@@ -9,6 +9,7 @@
 #include "recorder.h"
 #include "recorderatapi/recorder_at_handlers.h"
 #include "tandrel_core.h"
+#include "ttsatapi/audio_perm.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include "request_builder.h"
 #include "tandrel_adapters.h"
 #include "tandrel_core.h"
+#include "ttsatapi/audio_perm.h"
 
 namespace audio_test {
 

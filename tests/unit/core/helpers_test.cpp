@@ -5,7 +5,8 @@
 #include <string>
 
 #include "fake_platform.h"
-#include "tandrel_core.h"
+#include "gps_adapter/gnss_reports.h"
+#include "gps_adapter/gnss_state.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 // The audio permission value by which text-to-speech and the recorder share one audio path.
-#include "tandrel_core.h"
+#include "audio_perm.h"
+
 #include "tandrel_trace.h"
 
 namespace {
