@@ -2,9 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstring>
 #include <string>
 #include <vector>
 
+#include "request_builder.h"
+#include "update_adapter/fota_at_handlers.h"
 #include "update_adapter/fota_params.h"
 
 namespace {
@@ -66,6 +69,20 @@ TEST(FotaQuotes, LengthMustMatchAndUnterminatedTextIsNotOverread) {
     std::vector<char> closed{'"', 'a', 'b', 'c', '"'};
     EXPECT_EQ(update_at_strip_quotes_out(closed.data(), closed.data(), 5), 1);
     EXPECT_STREQ(closed.data(), "abc");
+}
+
+// The service accepts any value it is handed: the daemon keeps the SMS
+// download switch to 0 and 1 itself.
+TEST(FotaOperations, SmsDownloadSwitchAboveOneNeverReachesTheService) {
+    for (const char* value : {"1", "2"}) {
+        fake::RequestBytes r("^FOTASMSCFG");
+        r.text(value);
+        AtRequest req{};
+        std::memcpy(&req, r.data(), sizeof req);
+        AtResponse rsp{};
+        At_SetFotasmsCfg(&req, &rsp);
+        EXPECT_EQ(rsp.m_retenum, value[0] == '1' ? 0 : 174) << value;
+    }
 }
 
 }  // namespace

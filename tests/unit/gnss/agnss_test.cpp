@@ -162,7 +162,12 @@ TEST_F(Agnss, ServerAddress) {
 // An LTO upload may have 320 chunks: the last of them is taken.
 TEST_F(Agnss, LastOfTheMostLtoChunksIsTaken) {
     EXPECT_EQ(set_text("^LTODATA", {"320", "320", "\"0aff\"", "4", "1"}).text(), "\r\nOK\r\n");
+    const Answer beyond = set_text("^LTODATA", {"321", "321", "\"0aff\"", "4", "1"});
+    EXPECT_EQ(beyond.rsp.m_retenum, 92);
     EXPECT_EQ(G().count("gpsclient_LTOdata"), 1u);
+    // The daemon checks the SUPL capability itself, whatever the driver's
+    // template let through.
+    EXPECT_EQ(at_set("^SUPLACAP", {2}).rsp.m_retenum, 20);
 }
 
 }  // namespace

@@ -44,6 +44,13 @@ TEST(RequestCheck, VerdictOfEachMessage) {
     }
 }
 
+TEST(RequestCheck, BindFailureTextsAndAShortRegistrationBuffer) {
+    EXPECT_STREQ(nl_bind_errno_text(2), "The file does not exist.\n");
+    EXPECT_EQ(nl_bind_errno_text(3), nullptr);
+    uint8_t small[64] = {};
+    EXPECT_EQ(nl_build_registration(g_at_cmd_table, 1, 1, small, sizeof small), 0u);
+}
+
 TEST(RequestCheck, ReceiveFailuresBackOffUpToOneSecond) {
     const struct {
         uint32_t failures, pause;
