@@ -1,6 +1,7 @@
 // GNSS adapter state, the port configuration read, and the helpers every GNSS file shares.
 #include "gnss_state.h"
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
 

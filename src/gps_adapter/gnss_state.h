@@ -1,7 +1,6 @@
 // GNSS adapter state and the helpers every GNSS file shares, GNSS-side report senders among them.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
