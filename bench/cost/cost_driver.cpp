@@ -35,14 +35,15 @@
 #include <vector>
 
 #include "driver_side.h"
+#include "driver_wire.h"
 #include "le_bytes.h"
+#include "nl_channel.h"
 
 extern char** environ;
 
 namespace {
 
-constexpr size_t kNlHeader = 16;
-constexpr size_t kEventHeader = 12;
+constexpr size_t kNlHeader = NL_MSG_HEADER_SIZE;
 constexpr size_t kRequestHead = 84;  // the record up to its parameter list
 constexpr size_t kParamSize = 568;
 constexpr int kStartWaitMs = 120000;  // a server under callgrind starts slowly
@@ -86,11 +87,8 @@ void usage() {
 // in the text field, as the driver parses it.
 std::vector<uint8_t> request(const Kind& k, uint32_t magic) {
     const size_t len = kRequestHead + (k.param >= 0 ? kParamSize : 0);
-    std::vector<uint8_t> m(kNlHeader + kEventHeader + len, 0);
-    le_put_u32(&m[0], static_cast<uint32_t>(m.size()));
-    le_put_u32(&m[16], 1);  // device_id
-    le_put_u32(&m[24], static_cast<uint32_t>(len));
-    uint8_t* r = &m[kNlHeader + kEventHeader];
+    std::vector<uint8_t> record(len, 0);
+    uint8_t* r = record.data();
     le_put_u32(r + 0, 0);  // PCUI
     le_put_u32(r + 4, magic);
     le_put_u32(r + 8, k.type);
@@ -101,7 +99,7 @@ std::vector<uint8_t> request(const Kind& k, uint32_t magic) {
         const std::string digits = std::to_string(k.param);
         std::memcpy(r + 88, digits.data(), digits.size());
     }
-    return m;
+    return driver_wire::datagram(NL_DEVICE_AT, static_cast<uint32_t>(len), record);
 }
 
 bool receive(int fd, std::vector<uint8_t>& buf, int wait_ms, ssize_t& n) {
@@ -163,10 +161,6 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "tandrel-cost-driver: cannot start %s\n", argv[i]);
         return 1;
     }
-    sockaddr_nl to{};
-    to.nl_family = AF_NETLINK;
-    to.nl_pid = static_cast<uint32_t>(server);
-
     std::vector<uint8_t> in(20000);
     ssize_t n = 0;
     bool ok = receive(fd, in, kStartWaitMs, n);
@@ -177,13 +171,13 @@ int main(int argc, char** argv) {
     for (uint64_t k = 0; ok && k < count; ++k) {
         const auto magic = static_cast<uint32_t>(k + 1);
         const std::vector<uint8_t> m = request(*kind, magic);
-        if (sendto(fd, m.data(), m.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) <
-            0) {
+        if (driver_wire::send_to(fd, static_cast<uint32_t>(server), m) < 0) {
             std::perror("tandrel-cost-driver: send");
             ok = false;
             break;
         }
-        if (!receive(fd, in, kAnswerWaitMs, n) || n < static_cast<ssize_t>(kNlHeader + 25) ||
+        if (!receive(fd, in, kAnswerWaitMs, n) ||
+            n < static_cast<ssize_t>(kNlHeader + AT_RESPONSE_HEADER_SIZE + 1) ||
             le_get_u32(&in[kNlHeader]) != 0 || le_get_u32(&in[kNlHeader + 4]) != magic) {
             std::fprintf(stderr,
                          "tandrel-cost-driver: no answer, or a wrong one, to request %" PRIu64 "\n",

@@ -49,12 +49,12 @@ constexpr size_t kIpData = 1500;
 void nmea_state(bool fix_session) {
     gnss_adapter_reset();
     gps_get_portcfg();
-    g_fixsionFlag = fix_session ? 1 : 0;
-    g_nmealoggingFlag = 0;
+    gnss_set(GnssValue::FixsionFlag, fix_session ? 1 : 0);
+    gnss_set(GnssValue::NmealoggingFlag, 0);
     // Raw NMEA goes to the NMEA port; during the fix session only the fix
     // sentences go out (to the GNSS port).
-    g_nmeaPortFlag = fix_session ? 0 : 1;
-    g_gnssPortFlag = 0;
+    gnss_set(GnssValue::NmeaPortFlag, fix_session ? 0 : 1);
+    gnss_set(GnssValue::GnssPortFlag, 0);
 }
 
 void one_nmea() {

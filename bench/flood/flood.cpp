@@ -46,7 +46,9 @@
 #include <vector>
 
 #include "driver_side.h"
+#include "driver_wire.h"
 #include "le_bytes.h"
+#include "nl_channel.h"
 #include "notify_send.h"
 
 extern char** environ;
@@ -56,9 +58,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Bytes = std::vector<uint8_t>;
 
-constexpr size_t kNlHeader = 16;
-constexpr size_t kEventHeader = 12;
-constexpr size_t kRecordHeader = 24;
+constexpr size_t kNlHeader = NL_MSG_HEADER_SIZE;
+constexpr size_t kRecordHeader = AT_RESPONSE_HEADER_SIZE;
 constexpr uint32_t kReportPort = 55;
 constexpr uint32_t kReportId = 58;
 
@@ -150,16 +151,13 @@ uint64_t resident_kb(pid_t pid) {
 Bytes request_datagram(uint64_t i) {
     const Kind& k = kMix[i % kKinds];
     constexpr uint32_t kLen = 84;
-    Bytes m(kNlHeader + kEventHeader + kLen, 0);
-    le_put_u32(&m[0], static_cast<uint32_t>(m.size()));
-    le_put_u32(&m[16], 1);  // device_id
-    le_put_u32(&m[24], kLen);
-    uint8_t* r = &m[kNlHeader + kEventHeader];
+    Bytes record(kLen, 0);
+    uint8_t* r = record.data();
     le_put_u32(r + 0, k.port);
     le_put_u32(r + 4, static_cast<uint32_t>(i + 1));  // m_magic: never 0, which marks reports
     le_put_u32(r + 8, k.type);
     std::memcpy(r + 13, k.command, std::strlen(k.command));
-    return m;
+    return driver_wire::datagram(NL_DEVICE_AT, kLen, record);
 }
 
 // A ready-made report for event 58000: header and "\r\n^FLOOD: <n>\r\n".
@@ -319,13 +317,10 @@ class Ledger {
 // Sends requests first .. first + count - 1; returns how many went out.
 uint64_t send_all(int fd, uint32_t daemon, uint64_t first, uint64_t count,
                   std::atomic<bool>& stop) {
-    sockaddr_nl to{};
-    to.nl_family = AF_NETLINK;
-    to.nl_pid = daemon;
     uint64_t sent = 0;
     for (uint64_t i = first; i < first + count && !stop.load(); ++i, ++sent) {
         const Bytes m = request_datagram(i);
-        while (sendto(fd, m.data(), m.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to) < 0) {
+        while (driver_wire::send_to(fd, daemon, m) < 0) {
             // A full daemon socket blocks the send for at most the socket's
             // send time-out; then the receiving side may have given up.
             if (stop.load()) {

@@ -63,7 +63,9 @@
 
 #include "at_record.h"
 #include "driver_side.h"
+#include "driver_wire.h"
 #include "le_bytes.h"
+#include "nl_channel.h"
 #include "notify_send.h"
 
 extern char** environ;
@@ -73,10 +75,9 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using Bytes = std::vector<uint8_t>;
 
-constexpr size_t kNlHeader = 16;
-constexpr size_t kEventHeader = 12;
-constexpr size_t kDataOffset = kNlHeader + kEventHeader;
-constexpr size_t kRecordHeader = 24;
+constexpr size_t kNlHeader = NL_MSG_HEADER_SIZE;
+constexpr size_t kDataOffset = NL_DATA_OFFSET;
+constexpr size_t kRecordHeader = AT_RESPONSE_HEADER_SIZE;
 constexpr size_t kRxCapacity = FIX_NL_DATA_LENGTH + kDataOffset;  // the daemon's receive buffer
 
 // ---------------------------------------------------------------------------
@@ -115,11 +116,8 @@ const Command kMix[] = {
 Bytes request_datagram(const Command& c) {
     const size_t params = c.number ? 1 : 0;
     const size_t len = offsetof(AtRequest, m_para_list) + params * sizeof(AtCmdParam);
-    Bytes m(kDataOffset + len, 0);
-    le_put_u32(&m[0], static_cast<uint32_t>(m.size()));
-    le_put_u32(&m[16], 1);  // device_id
-    le_put_u32(&m[24], static_cast<uint32_t>(len));
-    uint8_t* r = &m[kDataOffset];
+    Bytes record(len, 0);
+    uint8_t* r = record.data();
     le_put_u32(r + offsetof(AtRequest, m_uindex), c.port);
     le_put_u32(r + offsetof(AtRequest, m_type), c.type);
     std::memcpy(r + offsetof(AtRequest, m_atcmd), c.name, std::strlen(c.name));
@@ -130,7 +128,7 @@ Bytes request_datagram(const Command& c) {
         const std::string typed = std::to_string(*c.number);
         std::memcpy(p + offsetof(AtCmdParam, aucPara), typed.data(), typed.size());
     }
-    return m;
+    return driver_wire::datagram(NL_DEVICE_AT, static_cast<uint32_t>(len), record);
 }
 
 void set_magic(Bytes& m, uint32_t magic) {
@@ -165,10 +163,7 @@ std::optional<Answer> parse_answer(const uint8_t* d, size_t n) {
 // Sockets, processes, figures
 
 bool send_to(int fd, uint32_t port, const Bytes& m) {
-    sockaddr_nl to{};
-    to.nl_family = AF_NETLINK;
-    to.nl_pid = port;
-    while (sendto(fd, m.data(), m.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to) < 0) {
+    while (driver_wire::send_to(fd, port, m) < 0) {
         if (errno != EINTR) {
             return false;
         }
@@ -314,7 +309,7 @@ int echo_server(uint32_t driver) {
         if (n < static_cast<ssize_t>(kDataOffset)) {
             continue;
         }
-        const uint32_t len = le_get_u32(&buf[24]);
+        const uint32_t len = le_get_u32(&buf[NL_EVENT_OFFSET + offsetof(NlDeviceEvent, len)]);
         if (len == 0 || len >= FIX_NL_DATA_LENGTH || kDataOffset + len > static_cast<size_t>(n)) {
             continue;
         }

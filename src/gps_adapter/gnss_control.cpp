@@ -1,7 +1,6 @@
 // GNSS control layer: the engine shared by three users, and the control operations.
 #include "gnss_control.h"
 
-#include <atomic>
 #include <cstring>
 
 #include "gnss_reports.h"
@@ -34,15 +33,17 @@ constexpr uint32_t kNiTimerMax = 255;
 constexpr size_t kGnssVerBuf = 20;
 
 bool any_user_running() {
-    return g_nmeaPortFlag.load() == 1 || g_gnssPortFlag.load() == 1 || g_fixsionFlag.load() == 1;
+    return gnss_get(GnssValue::NmeaPortFlag) == 1 || gnss_get(GnssValue::GnssPortFlag) == 1 ||
+           gnss_get(GnssValue::FixsionFlag) == 1;
 }
 
 // Whether the users of the other side leave the engine to this one.
 bool gnss_side_may_drive(int32_t radio) {
-    return radio == GPS_RADIO_ON && g_nmeaPortFlag.load() == 0;
+    return radio == GPS_RADIO_ON && gnss_get(GnssValue::NmeaPortFlag) == 0;
 }
 bool nmea_side_may_drive(int32_t radio) {
-    return radio == GPS_RADIO_ON && g_gnssPortFlag.load() == 0 && g_fixsionFlag.load() == 0;
+    return radio == GPS_RADIO_ON && gnss_get(GnssValue::GnssPortFlag) == 0 &&
+           gnss_get(GnssValue::FixsionFlag) == 0;
 }
 
 // Reads the radio state; false when the client fails (err filled).
@@ -54,16 +55,16 @@ bool read_radio(int32_t* radio, int32_t* err) {
 
 // One port user of ^NLGPSOPT.
 struct PortUser {
-    std::atomic<int32_t>* flag;
+    GnssValue flag;
     bool (*may_drive)(int32_t radio);
     const char* started_trace;
     const char* stopped_trace;
 };
 
 const PortUser kPortUsers[] = {
-    {&g_gnssPortFlag, gnss_side_may_drive, "the gnss port have started!\r\n",
+    {GnssValue::GnssPortFlag, gnss_side_may_drive, "the gnss port have started!\r\n",
      "the gnss port have stoped!\r\n"},
-    {&g_nmeaPortFlag, nmea_side_may_drive, "the nmea port have started!\r\n",
+    {GnssValue::NmeaPortFlag, nmea_side_may_drive, "the nmea port have started!\r\n",
      "the nmea port have stoped!\r\n"},
 };
 
@@ -99,7 +100,7 @@ int32_t port_fix(AtRequest* pIn, AtResponse* pOut, int32_t (*engine)(int32_t*), 
     if (engine(&err) == 0) {
         return gnss_client_failed(pOut, err);
     }
-    g_gnssPortFlag.store(flag);
+    gnss_set(GnssValue::GnssPortFlag, flag);
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
 }
@@ -118,7 +119,7 @@ int32_t nmea_fix(AtRequest* pIn, AtResponse* pOut, int32_t flag) {
     }
     bool failed = false;
     int32_t code = 0;
-    if (user->flag->load() == flag) {
+    if (gnss_get(user->flag) == flag) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "%s",
                       flag == 1 ? user->started_trace : user->stopped_trace);
         failed = true;
@@ -136,7 +137,7 @@ int32_t nmea_fix(AtRequest* pIn, AtResponse* pOut, int32_t flag) {
         at_set_error(pOut, gps_err_retenum(code));
         return TANDREL_OK;
     }
-    user->flag->store(flag);
+    gnss_set(user->flag, flag);
     at_set_text(pOut, AT_TEXT_OK);
     return TANDREL_OK;
 }
@@ -215,8 +216,8 @@ int32_t GNSS_IOCTRL_Start_Fixsession(const uint32_t* fixType, const uint32_t* fi
     err = 0;
     if (gpsclient_sessionType(GPS_OP_SET, &type, &err) == 0) {
         // The engine already runs for the NMEA port: the session shares it.
-        if (err == GPS_ERR_ALREADY_STARTED && g_nmeaPortFlag.load() == 1) {
-            g_fixsionFlag.store(1);
+        if (err == GPS_ERR_ALREADY_STARTED && gnss_get(GnssValue::NmeaPortFlag) == 1) {
+            gnss_set(GnssValue::FixsionFlag, 1);
         }
         GNSS_IOCTRL_ReportErr(kTagFixSession, err);
         return err;
@@ -243,7 +244,7 @@ int32_t GNSS_IOCTRL_Start_Fixsession(const uint32_t* fixType, const uint32_t* fi
             return err;
         }
     }
-    g_fixsionFlag.store(1);
+    gnss_set(GnssValue::FixsionFlag, 1);
     return 0;
 }
 
@@ -261,7 +262,7 @@ int32_t GNSS_IOCTRL_Stop_Fixsession(void) {
             return err;
         }
     }
-    g_fixsionFlag.store(0);
+    gnss_set(GnssValue::FixsionFlag, 0);
     return 0;
 }
 
@@ -303,7 +304,7 @@ int32_t GNSS_IOCTRL_SET_Ni_Allowed(const uint32_t* allow) {
         return GPS_ERR_BAD_PARAM;
     }
     int32_t value = static_cast<int32_t>(*allow);
-    int32_t req_id = g_NiReqId.load();
+    int32_t req_id = gnss_get(GnssValue::NiReqId);
     int32_t err = 0;
     if (gpsclient_WNICT(GPS_OP_SET, &value, &req_id, &err) == 0) {
         GNSS_IOCTRL_ReportErr(kTagNiAllowed, err);
@@ -324,7 +325,7 @@ int32_t GNSS_IOCTRL_Set_Nitime(const uint32_t* time) {
     // The NI callback reads the timer from the client's thread; the client
     // gets a copy.
     int32_t value = static_cast<int32_t>(*time);
-    g_NiTimer.store(value);
+    gnss_set(GnssValue::NiTimer, value);
     if (gpsclient_SET_NITIMER(&value) == 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "GNSS_IOCTRL_Set_Nitime set timer failed\r\n");
         return -1;
@@ -341,7 +342,7 @@ int32_t GNSS_IOCTRL_Set_NMEAlogging_Mode(const uint32_t* mode) {
         GNSS_IOCTRL_ReportErr(kTagNmeaLogging, GPS_ERR_BAD_PARAM);
         return -1;
     }
-    g_nmealoggingFlag.store(static_cast<int32_t>(*mode));
+    gnss_set(GnssValue::NmealoggingFlag, static_cast<int32_t>(*mode));
     return 0;
 }
 

@@ -195,7 +195,7 @@ int32_t AT_GPS_SetWnict(AtRequest* pIn, AtResponse* pOut) {
         return TANDREL_FAIL;
     }
     int32_t allow = gnss_value(pIn, 0);
-    int32_t req_id = pIn->m_para_count == 2 ? gnss_value(pIn, 1) : g_NiReqId.load();
+    int32_t req_id = pIn->m_para_count == 2 ? gnss_value(pIn, 1) : gnss_get(GnssValue::NiReqId);
     int32_t err = 0;
     if (gpsclient_WNICT(GPS_OP_SET, &allow, &req_id, &err) == 0) {
         return gnss_client_failed(pOut, err);

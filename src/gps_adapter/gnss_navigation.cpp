@@ -1,6 +1,8 @@
 // Navigation receiver test: ^NAVTYPE, ^NAVENABLE, ^NAVFREQ and the ^NAVRX measurement.
 #include "gnss_navigation.h"
 
+#include <array>
+#include <cstddef>
 #include <cstring>
 
 #include "gnss_state.h"
@@ -11,6 +13,10 @@
 #include "tandrel_trace.h"
 
 namespace {
+
+// Test carriers in Hz: entry 0 the GPS L1 carrier, entries 1 to 14 the
+// GLONASS L1 channels k = -7 .. +6 at 1602 MHz + k x 562.5 kHz.
+constexpr size_t NAV_FREQ_COUNT = 15;
 
 constexpr uint32_t kGpsL1 = 1575420000;
 constexpr uint32_t kGlonassL1 = 1602000000;
@@ -68,16 +74,16 @@ bool one_value_of_two(const AtRequest* pIn, AtResponse* pOut, int32_t lo, int32_
 // Restores the ^POSEND switch however the measurement ends.
 class PosendOff {
   public:
-    PosendOff() { g_posendFlag.store(0); }
-    ~PosendOff() { g_posendFlag.store(1); }
+    PosendOff() { gnss_set(GnssValue::PosendFlag, 0); }
+    ~PosendOff() { gnss_set(GnssValue::PosendFlag, 1); }
     PosendOff(const PosendOff&) = delete;
     PosendOff& operator=(const PosendOff&) = delete;
 };
 
-}  // namespace
-
 const std::array<uint32_t, NAV_FREQ_COUNT> g_NavFreqTable = nav_freq_table();
 
+// Set and read only by the receiver test commands on the message-loop
+// thread; nothing here survives a restart.
 int32_t g_NavType = NAV_TYPE_NONE;
 int32_t g_NavTypeSet = 0;
 int32_t g_NavEnable = 0;
@@ -85,6 +91,8 @@ int32_t g_NavFreqMhz = 0;
 int32_t g_NavFreqKhz = 0;
 int32_t g_NavFreqHz = 0;
 int32_t g_NavFreqSet = 0;
+
+}  // namespace
 
 bool gnss_nav_freq_valid(int32_t nav_type, uint64_t f) {
     if (nav_type == NAV_TYPE_GPS) {

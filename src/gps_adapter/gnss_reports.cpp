@@ -62,10 +62,10 @@ extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) 
     if (!report) {
         return;
     }
-    if (g_fixsionFlag.load() == 1) {
+    if (gnss_get(GnssValue::FixsionFlag) == 1) {
         GNSS_IOCTRL_Getfixdata(timestamp, text, length);
         AT_gnss_nmea_port_cb(timestamp, text, length);
-        if (g_nmealoggingFlag.load() == 0) {
+        if (gnss_get(GnssValue::NmealoggingFlag) == 0) {
             TANDREL_TRACE(TRACE_LEVEL_DEBUG, "AT_nmea_cb GNSS opened,no NMEA logging \r\n");
             return;
         }
@@ -75,10 +75,10 @@ extern "C" void AT_nmea_cb(int64_t timestamp, const char* text, int32_t length) 
     }
     // An empty sentence (length 0 or less) still goes out, as an empty report.
     const std::string_view sentence(text, gnss_text_length(text, length, GNSS_REPORT_TEXT_MAX));
-    if (g_nmeaPortFlag.load() == 1) {
+    if (gnss_get(GnssValue::NmeaPortFlag) == 1) {
         report.send_to(gps_report_port(NMEA_PORT), sentence);
     }
-    if (g_gnssPortFlag.load() == 1) {
+    if (gnss_get(GnssValue::GnssPortFlag) == 1) {
         report.send_to(gps_report_port(GNSS_PORT), sentence);
     }
 }
@@ -98,7 +98,7 @@ void AT_gnss_nmea_port_cb(int64_t /*timestamp*/, const char* text, int32_t /*len
     // The copy carries the whole sentence, whatever length it was handed
     // with, and always goes to the NMEA port itself, whatever the port
     // configuration says.
-    if (g_nmeaPortFlag.load() == 1) {
+    if (gnss_get(GnssValue::NmeaPortFlag) == 1) {
         report.send_to(NMEA_PORT, {text, strnlen(text, GNSS_REPORT_TEXT_MAX)});
     }
 }
@@ -148,7 +148,7 @@ int32_t GNSS_IOCTRL_GetInfo(const char* vid, const char* pid) {
 
 extern "C" void AT_status_cb(void* status) {
     gps_get_portcfg();
-    if (g_posendFlag.load() == 0) {
+    if (gnss_get(GnssValue::PosendFlag) == 0) {
         TANDREL_TRACE(TRACE_LEVEL_INFO, "AT_status_cb: no need to report POSEND!\r\n");
         return;
     }
@@ -180,7 +180,7 @@ extern "C" void AT_nipara_cb(void* ni_record) {
     }
     char text[kReportBuf] = {};
     new_snprintf_s(text, kSentenceBuf, kSentenceBuf - 1, "$GPNIR,%d,%d,%d,%d,%d,*  \r\n", ni.req_id,
-                   1, type, 1, g_NiTimer.load());
+                   1, type, 1, gnss_get(GnssValue::NiTimer));
     AT_nmea_cb(0, text, static_cast<int32_t>(kSentenceBuf));
 
     // A long notification text is cut so that the report keeps its request
@@ -192,6 +192,6 @@ extern "C" void AT_nipara_cb(void* ni_record) {
     new_snprintf_s(text, sizeof text, sizeof text - 1, "\r\n^WNINV: %d,%d,%d,%.*s,,,,,,,,%d\r\n",
                    ni.req_type, ni.word1, ni.word2, text_len < room ? text_len : room, ni.text,
                    ni.req_id);
-    g_NiReqId.store(ni.req_id);
+    gnss_set(GnssValue::NiReqId, ni.req_id);
     gnss_send_report(text, strlen(text), gps_report_port(PCUI), GNSS_REPORT_ID_WNINV);
 }

@@ -1,12 +1,15 @@
 // GNSS adapter state, the port configuration read, and the helpers every GNSS file shares.
 #include "gnss_state.h"
 
+#include <atomic>
 #include <cstring>
 #include <mutex>
 
 #include "gpsclient.h"
 #include "osa.h"
 #include "tandrel_trace.h"
+
+namespace {
 
 std::atomic<int32_t> g_PortCfg{0};
 std::atomic<int32_t> g_PortCfgReady{0};
@@ -18,7 +21,29 @@ std::atomic<int32_t> g_NiTimer{0};
 std::atomic<int32_t> g_NiReqId{0};
 std::atomic<int32_t> g_posendFlag{1};
 
-namespace {
+std::atomic<int32_t>& slot(GnssValue value) {
+    switch (value) {
+        case GnssValue::PortCfg:
+            return g_PortCfg;
+        case GnssValue::PortCfgReady:
+            return g_PortCfgReady;
+        case GnssValue::GnssPortFlag:
+            return g_gnssPortFlag;
+        case GnssValue::NmeaPortFlag:
+            return g_nmeaPortFlag;
+        case GnssValue::FixsionFlag:
+            return g_fixsionFlag;
+        case GnssValue::NmealoggingFlag:
+            return g_nmealoggingFlag;
+        case GnssValue::NiTimer:
+            return g_NiTimer;
+        case GnssValue::NiReqId:
+            return g_NiReqId;
+        case GnssValue::PosendFlag:
+            break;
+    }
+    return g_posendFlag;
+}
 
 // The first report may come from the client's thread while a command runs on
 // the message-loop thread: the lock makes the read happen once and keeps a
@@ -31,6 +56,24 @@ constexpr uint32_t kGpsCodeFirst = 276;
 constexpr int8_t kGpsRetenum[] = {88, 89, 90, 91, 20, 92, 93, 94, 95, 96, 20, 97};
 
 }  // namespace
+
+int32_t gnss_get(GnssValue value) {
+    return slot(value).load();
+}
+
+void gnss_set(GnssValue value, int32_t v) {
+    if (value == GnssValue::PortCfg || value == GnssValue::PortCfgReady) {
+        // The same lock as the first read, which must not overwrite it.
+        std::lock_guard<std::mutex> lock(g_portCfgLock);
+        slot(value).store(v);
+        return;
+    }
+    slot(value).store(v);
+}
+
+uint32_t gps_report_port(uint32_t split_port) {
+    return g_PortCfg.load() == 1 ? GNSS_SINGLE_PORT : split_port;
+}
 
 int32_t gps_get_portcfg(void) {
     if (g_PortCfgReady.load() == 1) {

@@ -1,7 +1,6 @@
 // GNSS adapter state and the helpers every GNSS file shares, GNSS-side report senders among them.
 #pragma once
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -28,17 +27,22 @@ inline constexpr int32_t GPS_ERR_BAD_PARAM = 281;
 inline constexpr int32_t GPS_ERR_ALREADY_STARTED = 283;
 inline constexpr int32_t GPS_ERR_ALREADY_STOPPED = 284;
 
-// The state below is written on the message-loop thread and read by the GNSS
-// client's callbacks on the client's own thread, hence atomic.
-extern std::atomic<int32_t> g_PortCfg;          // 1 = GNSS output on port 6
-extern std::atomic<int32_t> g_PortCfgReady;     // 1 once g_PortCfg is known
-extern std::atomic<int32_t> g_gnssPortFlag;     // the GNSS port wants fixes
-extern std::atomic<int32_t> g_nmeaPortFlag;     // the NMEA port wants fixes
-extern std::atomic<int32_t> g_fixsionFlag;      // a control-event fix session is open
-extern std::atomic<int32_t> g_nmealoggingFlag;  // NMEA text also logged during a fix session
-extern std::atomic<int32_t> g_NiTimer;          // NI timer 0..255 last set
-extern std::atomic<int32_t> g_NiReqId;          // id of the last NI request
-extern std::atomic<int32_t> g_posendFlag;       // report ^POSEND from the status callback
+// The adapter's values, kept file-static in gnss_state.cpp under the names in
+// the comments. Written on the message-loop thread and read by the GNSS
+// client's callbacks on the client's own thread, hence kept atomic there.
+enum class GnssValue : uint8_t {
+    PortCfg,          // g_PortCfg: 1 = GNSS output on port 6
+    PortCfgReady,     // g_PortCfgReady: 1 once g_PortCfg is known
+    GnssPortFlag,     // g_gnssPortFlag: the GNSS port wants fixes
+    NmeaPortFlag,     // g_nmeaPortFlag: the NMEA port wants fixes
+    FixsionFlag,      // g_fixsionFlag: a control-event fix session is open
+    NmealoggingFlag,  // g_nmealoggingFlag: NMEA text also logged during a fix session
+    NiTimer,          // g_NiTimer: NI timer 0..255 last set
+    NiReqId,          // g_NiReqId: id of the last NI request
+    PosendFlag,       // g_posendFlag: report ^POSEND from the status callback
+};
+int32_t gnss_get(GnssValue value);
+void gnss_set(GnssValue value, int32_t v);
 
 // Reads the port configuration from the GNSS client the first time a report
 // needs it (one retry after 100 ms); returns 1.
@@ -48,9 +52,7 @@ int32_t gps_get_portcfg(void);
 void gps_set_portcfg(int32_t value);
 // The port of the reports that go to the GNSS side (GNSS port or PCUI when
 // split) under the current configuration.
-inline uint32_t gps_report_port(uint32_t split_port) {
-    return g_PortCfg.load() == 1 ? GNSS_SINGLE_PORT : split_port;
-}
+uint32_t gps_report_port(uint32_t split_port);
 // GNSS client result code -> m_retenum (276..287 mapped, anything else 20).
 int32_t gps_errcode_to_retenum(uint32_t code);
 // m_retenum for a failed GNSS client call.

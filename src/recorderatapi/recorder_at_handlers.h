@@ -14,14 +14,19 @@ inline constexpr int32_t FILEIO_OP_READ = 1;
 inline constexpr int32_t FILEIO_OP_WRITE = 2;
 inline constexpr int32_t FILEIO_OP_DELETE = 3;
 
-// Index of the file a ^FILEIO write transfer is filling; -1 when none is open.
-extern int32_t g_fileio_write_index;
-// 0 during a ^FILEIO engine call on the RAM file, else -1.
-extern int32_t g_fileio_ram_target;
-// 1 during a ^FILEIO engine call.
-extern uint8_t g_fileio_inprg;
-// Bytes the current write transfer has put into the RAM file.
-extern int32_t ram_written_size;
+// The ^FILEIO transfer state, kept in recorder_fileio.cpp as the file-static
+// g_fileio_write_index, g_fileio_ram_target, g_fileio_inprg and
+// ram_written_size. Written by commands and read by the file-data events, all
+// on the message-loop thread.
+struct RecorderFileState {
+    int32_t fileio_write_index = -1;  // file a write transfer is filling; -1 when none is open
+    int32_t fileio_ram_target = -1;   // 0 during a ^FILEIO engine call on the RAM file, else -1
+    uint8_t fileio_inprg = 0;         // 1 during a ^FILEIO engine call
+    int32_t ram_written_size = 0;     // bytes the current write transfer has put into the RAM file
+};
+RecorderFileState recorder_file_state(void);
+// Replaces the whole state; {} is the start state.
+void recorder_set_file_state(const RecorderFileState& state);
 
 // ^AUDREC, ^RECCFG and ^FILEIO set, query and test.
 int32_t at_recorder_audrec_exec(AtRequest* pIn, AtResponse* pOut);

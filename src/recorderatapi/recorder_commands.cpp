@@ -47,10 +47,6 @@ bool recorder_take_file_name(AtRequest* pIn, uint32_t i, const char** name) {
     return true;
 }
 
-bool recorder_file_is_being_written(int32_t index) {
-    return g_fileio_write_index != -1 && index == g_fileio_write_index;
-}
-
 int32_t at_recorder_audrec_exec(AtRequest* pIn, AtResponse* pOut) {
     if (pIn == nullptr || pOut == nullptr) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "null params!\r\n");

@@ -11,14 +11,14 @@
 using audio_at::para_text;
 using audio_at::refuse;
 
+namespace {
+
 // Written by commands and read by the file-data events, all on the
 // message-loop thread (the read data of a ^FILEIO call arrives during it).
 int32_t g_fileio_write_index = -1;
 int32_t g_fileio_ram_target = -1;
 uint8_t g_fileio_inprg = 0;
 int32_t ram_written_size = 0;
-
-namespace {
 
 // Parameters 5 and 6: the transfer's position and its total.
 constexpr uint32_t kParaDone = 4;
@@ -34,6 +34,21 @@ bool para_is_number(AtRequest* pIn, uint32_t i) {
 void release_write_lock() { g_fileio_write_index = -1; }
 
 }  // namespace
+
+RecorderFileState recorder_file_state(void) {
+    return {g_fileio_write_index, g_fileio_ram_target, g_fileio_inprg, ram_written_size};
+}
+
+void recorder_set_file_state(const RecorderFileState& state) {
+    g_fileio_write_index = state.fileio_write_index;
+    g_fileio_ram_target = state.fileio_ram_target;
+    g_fileio_inprg = state.fileio_inprg;
+    ram_written_size = state.ram_written_size;
+}
+
+bool recorder_file_is_being_written(int32_t index) {
+    return g_fileio_write_index != -1 && index == g_fileio_write_index;
+}
 
 int32_t at_recorder_fileio_check_params(AtRequest* pIn, AtResponse* pOut, int32_t operation,
                                         int32_t index, bool* opened) {

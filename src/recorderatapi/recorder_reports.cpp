@@ -111,9 +111,11 @@ int32_t report_read_data(const RecorderFileData& pkt, size_t data_len) {
 
     const int32_t bytes = static_cast<int32_t>(data_len / 2);
     // A read of the RAM file tells the size it still holds with each packet.
-    if (g_fileio_ram_target == 0) {
+    RecorderFileState state = recorder_file_state();
+    if (state.fileio_ram_target == 0) {
         recorder_save_ram_size(static_cast<int32_t>(pkt.file_size));
-        ram_written_size = saturated(int64_t{ram_written_size} - bytes);
+        state.ram_written_size = saturated(int64_t{state.ram_written_size} - bytes);
+        recorder_set_file_state(state);
     }
 
     std::array<char, kFileTextSize> text{};
@@ -142,11 +144,13 @@ int32_t report_read_data(const RecorderFileData& pkt, size_t data_len) {
 int32_t report_write_ack(const RecorderFileData& pkt) {
     // Acknowledgements of a write into RAM count its size, restarting with
     // the first packet.
-    if (g_fileio_write_index == 0) {
+    RecorderFileState state = recorder_file_state();
+    if (state.fileio_write_index == 0) {
         if (pkt.packet_no == 1) {
-            ram_written_size = 0;
+            state.ram_written_size = 0;
         }
-        ram_written_size = saturated(int64_t{ram_written_size} + pkt.data_len);
+        state.ram_written_size = saturated(int64_t{state.ram_written_size} + pkt.data_len);
+        recorder_set_file_state(state);
     }
     std::array<char, kFileTextSize> text{};
     TextBuilder t(text.data(), text.size());
@@ -246,10 +250,7 @@ extern "C" int32_t recorder_event_dispatch(uint32_t event, uintptr_t arg1, uintp
 extern "C" int32_t recorder_notify_stub(uint32_t, uintptr_t, uintptr_t) { return TANDREL_FAIL; }
 
 int32_t at_recorder_init(void) {
-    g_fileio_write_index = -1;
-    g_fileio_ram_target = -1;
-    g_fileio_inprg = 0;
-    ram_written_size = 0;
+    recorder_set_file_state({});
     if (register_notify_handler(NOTIFY_MODULE_RECORDER, recorder_event_dispatch,
                                 recorder_notify_stub) != 0) {
         TANDREL_TRACE(TRACE_LEVEL_ERROR, "at_recorder_init register_notify_handler error\r\n");

@@ -23,9 +23,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static constexpr uint32_t kEvents[] = {RECORDER_EVT_AUDEND, RECORDER_EVT_FILEDATA,
                                            RECORDER_EVT_RING, TTS_EVT_AUDEND};
     const uint32_t event = kEvents[data[0] % 4];
-    g_fileio_ram_target = (data[1] & 1) != 0 ? 0 : -1;
-    g_fileio_write_index = (data[1] & 2) != 0 ? 0 : ((data[1] & 4) != 0 ? 3 : -1);
-    ram_written_size = (data[1] & 8) != 0 ? 2147483000 : 0;
+    recorder_set_file_state({
+        .fileio_write_index = (data[1] & 2) != 0 ? 0 : ((data[1] & 4) != 0 ? 3 : -1),
+        .fileio_ram_target = (data[1] & 1) != 0 ? 0 : -1,
+        .ram_written_size = (data[1] & 8) != 0 ? 2147483000 : 0,
+    });
 
     // The payload lives in a buffer of exactly its length, so any read past
     // what the engine said it sent is caught.

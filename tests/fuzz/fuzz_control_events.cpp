@@ -47,12 +47,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const uint8_t state = size > 1 ? data[1] : 0;
     const int32_t err = size > 2 ? 270 + data[2] % 24 : 0;
     fake::gps().radio((state & 1) != 0 ? GPS_RADIO_ON : GPS_RADIO_OFF);
-    g_gnssPortFlag = fuzz::bit(state, 1);
-    g_nmeaPortFlag = fuzz::bit(state, 2);
-    g_fixsionFlag = fuzz::bit(state, 3);
-    g_nmealoggingFlag = fuzz::bit(state, 4);
-    g_PortCfg = fuzz::bit(state, 5);
-    g_PortCfgReady = fuzz::bit(state, 6);
+    gnss_set(GnssValue::GnssPortFlag, fuzz::bit(state, 1));
+    gnss_set(GnssValue::NmeaPortFlag, fuzz::bit(state, 2));
+    gnss_set(GnssValue::FixsionFlag, fuzz::bit(state, 3));
+    gnss_set(GnssValue::NmealoggingFlag, fuzz::bit(state, 4));
+    gnss_set(GnssValue::PortCfg, fuzz::bit(state, 5));
+    gnss_set(GnssValue::PortCfgReady, fuzz::bit(state, 6));
     if ((state & 0x80) != 0) {
         for (const char* fn : kClientCalls) {
             fake::gps().fail(fn, err);

@@ -56,7 +56,8 @@ void run_line(const uint8_t* p, size_t n, std::vector<uint8_t>& req_buf,
 
     // The call is over: no marker of it is left, and the answer is either an
     // error number without text or a text of its own length.
-    fuzz::require(g_fileio_inprg == 0 && g_fileio_ram_target == -1);
+    const RecorderFileState state = recorder_file_state();
+    fuzz::require(state.fileio_inprg == 0 && state.fileio_ram_target == -1);
     fuzz::require(rsp->m_length < sizeof rsp->m_buffer &&
                   rsp->m_length == strnlen(rsp->m_buffer, sizeof rsp->m_buffer));
     fuzz::require(rsp->m_retenum == 0 || rsp->m_length == 0);

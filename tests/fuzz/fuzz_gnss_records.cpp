@@ -18,11 +18,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::reset();
     gnss_adapter_reset();
     const uint8_t flags = data[0];
-    g_posendFlag = fuzz::bit(flags, 1);
-    g_PortCfg = fuzz::bit(flags, 2);
-    g_PortCfgReady = 1;
-    g_gnssPortFlag = fuzz::bit(flags, 3);
-    g_NiTimer = (flags >> 4) * 17;
+    gnss_set(GnssValue::PosendFlag, fuzz::bit(flags, 1));
+    gnss_set(GnssValue::PortCfg, fuzz::bit(flags, 2));
+    gnss_set(GnssValue::PortCfgReady, 1);
+    gnss_set(GnssValue::GnssPortFlag, fuzz::bit(flags, 3));
+    gnss_set(GnssValue::NiTimer, (flags >> 4) * 17);
 
     const bool ni = (flags & 1) != 0;
     // Records of the size the client hands over.

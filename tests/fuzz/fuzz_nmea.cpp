@@ -18,12 +18,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     fuzz::reset();
     gnss_adapter_reset();
     const uint8_t flags = data[0];
-    g_nmeaPortFlag = fuzz::bit(flags, 0);
-    g_gnssPortFlag = fuzz::bit(flags, 1);
-    g_fixsionFlag = fuzz::bit(flags, 2);
-    g_nmealoggingFlag = fuzz::bit(flags, 3);
-    g_PortCfg = fuzz::bit(flags, 4);
-    g_PortCfgReady = fuzz::bit(flags, 5);
+    gnss_set(GnssValue::NmeaPortFlag, fuzz::bit(flags, 0));
+    gnss_set(GnssValue::GnssPortFlag, fuzz::bit(flags, 1));
+    gnss_set(GnssValue::FixsionFlag, fuzz::bit(flags, 2));
+    gnss_set(GnssValue::NmealoggingFlag, fuzz::bit(flags, 3));
+    gnss_set(GnssValue::PortCfg, fuzz::bit(flags, 4));
+    gnss_set(GnssValue::PortCfgReady, fuzz::bit(flags, 5));
     if (fuzz::bit(flags, 6) != 0) {
         fake::gps().fail("gpsclient_portCfg", 283);
     }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "at_cmd_table.h"
+#include "driver_wire.h"
 #include "host_test_support.h"
 #include "le_bytes.h"
 
@@ -81,15 +82,8 @@ class Daemon : public ::testing::Test {
     }
 
     void send(int fd, uint32_t device_id, uint32_t len, const Bytes& data) {
-        Bytes m(28, 0);
-        le_put_u32(&m[0], static_cast<uint32_t>(28 + data.size()));
-        le_put_u32(&m[16], device_id);
-        le_put_u32(&m[24], len);
-        m.insert(m.end(), data.begin(), data.end());
-        sockaddr_nl to{};
-        to.nl_family = AF_NETLINK;
-        to.nl_pid = static_cast<uint32_t>(pid_);
-        ASSERT_EQ(sendto(fd, m.data(), m.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to),
+        const Bytes m = driver_wire::datagram(device_id, len, data);
+        ASSERT_EQ(driver_wire::send_to(fd, static_cast<uint32_t>(pid_), m),
                   static_cast<ssize_t>(m.size()));
     }
 

@@ -165,12 +165,12 @@ bool PortSession::on_answer(const Answer& a) {
     // Whichever of the command's and its abort's answers comes first ends
     // the command; the other is ignored when it comes.
     pending_.reset();
-    finish(render(a));
+    finish(driver_wire::render(a));
     return true;
 }
 
 void PortSession::on_report(const Answer& a) {
-    std::string bytes = render(a);
+    std::string bytes = driver_wire::render(a);
     if (!pending_) {
         host_.write(bytes);
         return;
@@ -197,7 +197,7 @@ void PortSession::on_tick(TimePoint now) {
     }
     host_.log(p.name + " timed out");
     if (p.err_code != 0) {
-        finish(cme_error(static_cast<int32_t>(p.err_code)));
+        finish(driver_wire::cme_error(static_cast<int32_t>(p.err_code)));
     } else {
         finish(kError);
     }

@@ -10,10 +10,12 @@
 #include <vector>
 
 #include "command_line.h"
+#include "driver_wire.h"
 #include "registration.h"
-#include "wire.h"
 
 namespace atsim {
+
+using driver_wire::Answer;
 
 using Clock = std::chrono::steady_clock;
 using TimePoint = Clock::time_point;

@@ -20,10 +20,10 @@
 #include <vector>
 
 #include "at_cmd_table.h"
+#include "driver_wire.h"
 #include "nl_device.h"
 #include "ports.h"
 #include "registration.h"
-#include "wire.h"
 
 namespace atsim {
 
@@ -253,11 +253,8 @@ uint32_t Simulator::send_request(AtRequest& req) {
     const uint32_t magic = next_magic_;
     next_magic_ = next_magic_ == UINT32_MAX ? 1 : next_magic_ + 1;  // 0 marks reports
     req.m_magic = magic;
-    const std::vector<uint8_t> d = request_datagram(req, opt_.port_id, seq_++);
-    sockaddr_nl to{};
-    to.nl_family = AF_NETLINK;
-    to.nl_pid = daemon_pid_;
-    if (sendto(nl_fd_, d.data(), d.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to) < 0) {
+    const std::vector<uint8_t> d = driver_wire::request_datagram(req, opt_.port_id, seq_++);
+    if (driver_wire::send_to(nl_fd_, daemon_pid_, d) < 0) {
         log_line("send to the daemon (port id " + std::to_string(daemon_pid_) +
                  ") failed: " + std::strerror(errno));
         return 0;
@@ -377,7 +374,7 @@ void Simulator::on_datagram(uint32_t src, std::span<const uint8_t> msg) {
         return;
     }
     std::string why;
-    const std::optional<Answer> a = decode_answer(msg, &why);
+    const std::optional<Answer> a = driver_wire::decode_answer(msg, &why);
     if (!a) {
         log_line("datagram dropped: " + why);
         return;
@@ -397,7 +394,7 @@ void Simulator::route(const Answer& a) {
             }
         }
         log_line("answer to request " + std::to_string(a.magic) +
-                 " ignored: its command has ended (\"" + visible(render(a)) + "\")");
+                 " ignored: its command has ended (\"" + visible(driver_wire::render(a)) + "\")");
         return;
     }
     for (auto& p : ports_) {
@@ -407,7 +404,7 @@ void Simulator::route(const Answer& a) {
         }
     }
     log_line("report for unknown port index " + std::to_string(a.uindex) + " dropped: \"" +
-             visible(render(a)) + "\"");
+             visible(driver_wire::render(a)) + "\"");
 }
 
 int Simulator::poll_timeout_ms() const {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "driver_wire.h"
 #include "nl_channel.h"
 #include "registration.h"
-#include "wire.h"
 
 namespace {
 
@@ -99,37 +99,37 @@ std::vector<uint8_t> answer(uint32_t magic, int32_t ret, const std::string& text
 TEST(Wire, DecodesAnswersAndNeverReadsPastTheDatagram) {
     std::string why;
     const std::string binary("\r\n^IPDATA: 1,3,a\0b\r\n", 18);
-    auto a = atsim::decode_answer(answer(7, 0, binary, 18, 19), &why);
+    auto a = driver_wire::decode_answer(answer(7, 0, binary, 18, 19), &why);
     ASSERT_TRUE(a) << why;
     EXPECT_EQ(a->magic, 7u);
-    EXPECT_EQ(a->id, atsim::kLateFinalResult);
+    EXPECT_EQ(a->id, driver_wire::kLateFinalResult);
     EXPECT_EQ(a->text, binary);  // NUL bytes inside the text are kept
     EXPECT_FALSE(a->cut);
-    EXPECT_EQ(atsim::render(*a), binary);
+    EXPECT_EQ(driver_wire::render(*a), binary);
 
     // m_length past the datagram: the text is what arrived less the record's final NUL.
-    a = atsim::decode_answer(answer(7, 0, "\r\nOK\r\n", 5000, 7), &why);
+    a = driver_wire::decode_answer(answer(7, 0, "\r\nOK\r\n", 5000, 7), &why);
     ASSERT_TRUE(a);
     EXPECT_TRUE(a->cut);
     EXPECT_EQ(a->text, "\r\nOK\r\n");
-    a = atsim::decode_answer(answer(7, 0, "\r\nOK\r\n", 6, 6), &why);  // NUL missing
+    a = driver_wire::decode_answer(answer(7, 0, "\r\nOK\r\n", 6, 6), &why);  // NUL missing
     ASSERT_TRUE(a);
     EXPECT_TRUE(a->cut);
     EXPECT_EQ(a->text, "\r\nOK\r");
 
-    a = atsim::decode_answer(answer(7, 0, "", 0xFFFFFFFF, 0), &why);
+    a = driver_wire::decode_answer(answer(7, 0, "", 0xFFFFFFFF, 0), &why);
     ASSERT_TRUE(a);
     EXPECT_TRUE(a->cut);
     EXPECT_EQ(a->text, "");
 
-    a = atsim::decode_answer(answer(7, 20, "", 0, 1), &why);
+    a = driver_wire::decode_answer(answer(7, 20, "", 0, 1), &why);
     ASSERT_TRUE(a);
-    EXPECT_EQ(atsim::render(*a), "\r\n+CME ERROR: 20\r\n");
-    a = atsim::decode_answer(answer(7, -3, "ignored", 7, 8), &why);
+    EXPECT_EQ(driver_wire::render(*a), "\r\n+CME ERROR: 20\r\n");
+    a = driver_wire::decode_answer(answer(7, -3, "ignored", 7, 8), &why);
     ASSERT_TRUE(a);
-    EXPECT_EQ(atsim::render(*a), "\r\n+CME ERROR: -3\r\n");
+    EXPECT_EQ(driver_wire::render(*a), "\r\n+CME ERROR: -3\r\n");
 
-    EXPECT_FALSE(atsim::decode_answer(std::vector<uint8_t>(39, 0), &why));
+    EXPECT_FALSE(driver_wire::decode_answer(std::vector<uint8_t>(39, 0), &why));
 }
 
 }  // namespace

@@ -32,12 +32,12 @@ protected:
 TEST_F(FileIo, WriteIntoRamCountsAcknowledgedBytes) {
     fake::audio().fileio_events = {fake::ack_packet(1, 512)};
     int32_t target_during = 1;
-    fake::audio().during_fileio = [&] { target_during = g_fileio_ram_target; };
+    fake::audio().during_fileio = [&] { target_during = recorder_file_state().fileio_ram_target; };
     EXPECT_EQ(retenum(write("RAM", "1", "3")), 0);
     EXPECT_EQ(target_during, 0);
-    EXPECT_EQ(g_fileio_ram_target, -1);
-    EXPECT_EQ(g_fileio_write_index, 0);
-    EXPECT_EQ(ram_written_size, 512);
+    EXPECT_EQ(recorder_file_state().fileio_ram_target, -1);
+    EXPECT_EQ(recorder_file_state().fileio_write_index, 0);
+    EXPECT_EQ(recorder_file_state().ram_written_size, 512);
     ASSERT_EQ(P().sent.size(), 1u);
     EXPECT_EQ(P().last_sent().text(), "\r\n^FILEIO: 1,512\r\n");
     EXPECT_EQ(P().last_sent().record().m_id, 79u);
@@ -45,20 +45,21 @@ TEST_F(FileIo, WriteIntoRamCountsAcknowledgedBytes) {
 
     fake::audio().fileio_events = {fake::ack_packet(2, 300)};
     run(write("RAM", "2", "3"));
-    EXPECT_EQ(ram_written_size, 812);
+    EXPECT_EQ(recorder_file_state().ram_written_size, 812);
     fake::audio().fileio_events = {fake::ack_packet(3, 10)};
     run(write("RAM", "3", "3"));
     EXPECT_EQ(fake::audio().saved_ram_sizes, (std::vector<int32_t>{512, 812, 822}));
-    EXPECT_EQ(ram_written_size, 0) << "a complete transfer starts the count afresh";
-    EXPECT_EQ(g_fileio_write_index, -1);
+    EXPECT_EQ(recorder_file_state().ram_written_size, 0)
+        << "a complete transfer starts the count afresh";
+    EXPECT_EQ(recorder_file_state().fileio_write_index, -1);
 
     // Deleting RAM stores size 0.
     fake::audio().fileio_events.clear();
     fake::audio().saved_ram_sizes.clear();
     run(fileio({"3", "\"RAM\""}));
     EXPECT_EQ(fake::audio().saved_ram_sizes, std::vector<int32_t>{0});
-    EXPECT_EQ(ram_written_size, 0);
-    EXPECT_EQ(g_fileio_write_index, -1);
+    EXPECT_EQ(recorder_file_state().ram_written_size, 0);
+    EXPECT_EQ(recorder_file_state().fileio_write_index, -1);
 }
 
 TEST_F(FileIo, NestedRequestDuringTheCallIsRefused) {
@@ -68,7 +69,7 @@ TEST_F(FileIo, NestedRequestDuringTheCallIsRefused) {
     ASSERT_NE(nested.rsp, nullptr);
     EXPECT_EQ(nested.ret, -1);
     EXPECT_EQ(nested->m_retenum, 195);
-    EXPECT_EQ(g_fileio_inprg, 0);
+    EXPECT_EQ(recorder_file_state().fileio_inprg, 0);
     EXPECT_EQ(fake::audio().calls.size(), 1u);
 }
 

@@ -31,20 +31,18 @@ TEST_F(RecorderReports, ReadPacketsFitTheWorkBufferOrAreDropped) {
     EXPECT_EQ(P().last_sent().text(), "\r\n^FILEIO: 760,0\r\n\"" + std::string(1520, 'F') + "\"");
     EXPECT_EQ(P().last_sent().text().size(), 1540u);
 
-    g_fileio_ram_target = 0;
-    ram_written_size = 1000;
+    recorder_set_file_state({.fileio_ram_target = 0, .ram_written_size = 1000});
     const RecorderFileData too_long = fake::read_packet(std::string(1521, 'F'), 0);
     EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, too_long), -1);
     EXPECT_EQ(P().sent.size(), 1u);
     // What the engine read out of RAM is still counted.
     EXPECT_EQ(fake::audio().saved_ram_sizes, std::vector<int32_t>{0});
-    EXPECT_EQ(ram_written_size, 240);
-    g_fileio_ram_target = -1;
+    EXPECT_EQ(recorder_file_state().ram_written_size, 240);
+    recorder_set_file_state({});
 }
 
 TEST_F(RecorderReports, MalformedLengthsAreDropped) {
-    g_fileio_write_index = 0;
-    ram_written_size = 100;
+    recorder_set_file_state({.fileio_write_index = 0, .ram_written_size = 100});
     RecorderFileData beyond = fake::read_packet("AB", 1);
     beyond.data_len = 1542;
     const RecorderFileData negative_read = fake::read_packet("", 1);
@@ -54,17 +52,17 @@ TEST_F(RecorderReports, MalformedLengthsAreDropped) {
         EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, p), -1);
     }
     EXPECT_TRUE(P().sent.empty());
-    EXPECT_EQ(ram_written_size, 100);
+    EXPECT_EQ(recorder_file_state().ram_written_size, 100);
     // An acknowledgement reports and counts whatever length it carries.
     EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, fake::ack_packet(2, -5)), 0);
     EXPECT_EQ(P().last_sent().text(), "\r\n^FILEIO: 2,-5\r\n");
-    EXPECT_EQ(ram_written_size, 95);
+    EXPECT_EQ(recorder_file_state().ram_written_size, 95);
 
     // Counts that would overflow the RAM size saturate.
     EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, fake::ack_packet(2, 2147483647)), 0);
     EXPECT_EQ(raise(RECORDER_EVT_FILEDATA, fake::ack_packet(3, 2147483647)), 0);
-    EXPECT_EQ(ram_written_size, 2147483647);
-    g_fileio_write_index = -1;
+    EXPECT_EQ(recorder_file_state().ram_written_size, 2147483647);
+    recorder_set_file_state({});
 }
 
 TEST_F(RecorderReports, ShortPayloadsReadAsZeros) {

@@ -66,7 +66,7 @@ TEST_F(Recorder, AudrecChecks) {
         fake::audio().reset();
         fake::audio().rejected_names = {"bad"};
         rec_tts_at_cmd_perm_set(c.perm);
-        g_fileio_write_index = c.write_index;
+        recorder_set_file_state({.fileio_write_index = c.write_index});
         g_IsRamRecordInProgress = 0;
         RequestBytes r = audrec(c.paras, c.type);
         const audio_test::Outcome o = call(at_recorder_audrec_exec, r);
@@ -82,7 +82,7 @@ TEST_F(Recorder, AudrecChecks) {
         }
         EXPECT_EQ(rec_tts_at_cmd_perm_get(), c.perm_after);
         EXPECT_EQ(g_IsRamRecordInProgress, c.ram_flag_after);
-        EXPECT_EQ(g_fileio_write_index, c.write_index);
+        EXPECT_EQ(recorder_file_state().fileio_write_index, c.write_index);
     }
 }
 

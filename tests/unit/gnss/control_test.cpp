@@ -26,9 +26,9 @@ class Control : public GnssTest {
         return tandrel_event_dispatch(event, reinterpret_cast<uintptr_t>(copy.get()), 0);
     }
     static void flags(int32_t gnss, int32_t nmea, int32_t session) {
-        g_gnssPortFlag = gnss;
-        g_nmeaPortFlag = nmea;
-        g_fixsionFlag = session;
+        gnss_set(GnssValue::GnssPortFlag, gnss);
+        gnss_set(GnssValue::NmeaPortFlag, nmea);
+        gnss_set(GnssValue::FixsionFlag, session);
     }
     // "$GPERR" reports, seen on the GNSS port.
     std::vector<std::string> errors() {
@@ -68,9 +68,9 @@ TEST_F(Control, FixSessionStartFailures) {
         G().radio(GPS_RADIO_ON);
         G().fail(c.failing, c.err);
         flags(1, c.nmea, 0);
-        g_nmealoggingFlag = 1;
+        gnss_set(GnssValue::NmealoggingFlag, 1);
         EXPECT_EQ(GNSS_IOCTRL_Start_Fixsession(&tracking, &interval), c.ret);
-        EXPECT_EQ(g_fixsionFlag.load(), c.session_after);
+        EXPECT_EQ(gnss_get(GnssValue::FixsionFlag), c.session_after);
         const std::string err =
             "\r\n$GPERR,b2," + std::to_string(c.err == 280 ? 4 : c.err) + ",* \r\n";
         bool seen = false;
@@ -110,7 +110,7 @@ TEST_F(Control, ControlOperationFailures) {
         {clear, 1, "gpsclient_aidingData", -1, ""},
         {clear, 4, nullptr, -1, ""},
     };
-    g_gnssPortFlag = 1;
+    gnss_set(GnssValue::GnssPortFlag, 1);
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << (c.fn ? c.fn : "refused") << " " << c.value);
         P().reset();
@@ -132,7 +132,7 @@ TEST_F(Control, FailuresShowOnlyAsGperr) {
     // No port wants NMEA: the "$GPERR" goes nowhere.
     EXPECT_EQ(raise(58005, {0x01}), 0);
     EXPECT_TRUE(P().sent.empty());
-    g_gnssPortFlag = 1;
+    gnss_set(GnssValue::GnssPortFlag, 1);
     EXPECT_EQ(raise(58005, {0x01}), 0);
     G().fail("gpsclient_aidingData", 282);
     EXPECT_EQ(raise(58008, {0x00}), 0);

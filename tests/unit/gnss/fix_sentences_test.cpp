@@ -23,7 +23,7 @@ class FixSentences : public GnssTest {
   protected:
     void SetUp() override {
         GnssTest::SetUp();
-        g_fixsionFlag = 1;
+        gnss_set(GnssValue::FixsionFlag, 1);
     }
     // Reports of the GNSS side only (the fix sentences).
     std::vector<std::string> fixes(uint32_t port = 54) {

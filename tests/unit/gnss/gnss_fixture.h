@@ -42,7 +42,7 @@ class GnssTest : public fake::PlatformTest {
         PlatformTest::SetUp();
         gnss_adapter_reset();
         // The port configuration is known unless a test says otherwise.
-        g_PortCfgReady = 1;
+        gnss_set(GnssValue::PortCfgReady, 1);
     }
     void TearDown() override {
         gnss_adapter_reset();

@@ -44,15 +44,15 @@ TEST_F(GnssTest, SentenceLengthOfTheRouteAndOfTheFixSessionCopy) {
         // A heap copy of exactly the bytes, so that reading past them is caught.
         std::vector<char> buf(c.bytes.begin(), c.bytes.end());
         P().reset();
-        g_gnssPortFlag = 1;
-        g_nmeaPortFlag = 0;
-        g_fixsionFlag = 0;
+        gnss_set(GnssValue::GnssPortFlag, 1);
+        gnss_set(GnssValue::NmeaPortFlag, 0);
+        gnss_set(GnssValue::FixsionFlag, 0);
         AT_nmea_cb(0, buf.data(), c.length);
         EXPECT_EQ(reports(), c.gnss_port);
         P().reset();
-        g_gnssPortFlag = 0;
-        g_nmeaPortFlag = 1;
-        g_fixsionFlag = 1;
+        gnss_set(GnssValue::GnssPortFlag, 0);
+        gnss_set(GnssValue::NmeaPortFlag, 1);
+        gnss_set(GnssValue::FixsionFlag, 1);
         AT_nmea_cb(0, buf.data(), c.length);
         EXPECT_EQ(reports(), c.copy);
     }
@@ -78,13 +78,13 @@ TEST_F(GnssTest, PortConfigurationIsReadOnceWithOneRetry) {
         for (const fake::GpsReply& r : c.replies) {
             G().then("gpsclient_portCfg", r);
         }
-        g_gnssPortFlag = 1;
+        gnss_set(GnssValue::GnssPortFlag, 1);
         nmea(kRmc);
         nmea(kRmc);
         EXPECT_EQ(G().count("gpsclient_portCfg"), c.replies.size());
         EXPECT_EQ(G().last("gpsclient_portCfg")->op, 2);
         EXPECT_EQ(P().sleeps, c.sleeps);
-        EXPECT_EQ(g_PortCfgReady.load(), 1);
+        EXPECT_EQ(gnss_get(GnssValue::PortCfgReady), 1);
         EXPECT_EQ(reports(), (std::vector<Report>{{c.port, kRmc}, {c.port, kRmc}}));
     }
 }

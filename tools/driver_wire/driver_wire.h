@@ -1,5 +1,8 @@
-// Datagrams between the driver and the daemon: requests out, answers and reports in.
+// The driver side of the wire: datagrams to the daemon built and sent, its answers and reports
+// decoded.
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstdint>
 #include <optional>
@@ -9,7 +12,13 @@
 
 #include "at_record.h"
 
-namespace atsim {
+namespace driver_wire {
+
+// A datagram of the driver: netlink header (length, seq, nlmsg_pid =
+// port_id), NlDeviceEvent {device_id, 0, len} and the payload after it. len
+// is what the event announces, which need not be the payload's size.
+std::vector<uint8_t> datagram(uint32_t device_id, uint32_t len, std::span<const uint8_t> payload,
+                              uint32_t seq = 0, uint32_t port_id = 0);
 
 // One request to the daemon: netlink header (nlmsg_pid = the driver's port
 // id), NlDeviceEvent {1, 0, len} and the whole AtRequest record.
@@ -39,4 +48,7 @@ std::optional<Answer> decode_answer(std::span<const uint8_t> msg, std::string* w
 std::string render(const Answer& a);
 std::string cme_error(int32_t n);
 
-}  // namespace atsim
+// Sends a datagram to the netlink port port; sendto's result.
+ssize_t send_to(int fd, uint32_t port, std::span<const uint8_t> m);
+
+}  // namespace driver_wire
