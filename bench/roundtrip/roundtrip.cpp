@@ -135,27 +135,18 @@ void set_magic(Bytes& m, uint32_t magic) {
     le_put_u32(&m[kDataOffset + offsetof(AtRequest, m_magic)], magic);
 }
 
-struct Answer {
-    uint32_t port = 0;
-    uint32_t magic = 0;
-    int32_t retenum = 0;
-    std::string text;
-};
+using driver_wire::Answer;
 
+// An answer as the daemon sends it: its netlink length is the datagram's and
+// its text arrived whole.
 std::optional<Answer> parse_answer(const uint8_t* d, size_t n) {
-    if (n < kNlHeader + kRecordHeader || le_get_u32(d) != n) {
+    if (n < kNlHeader || le_get_u32(d) != n) {
         return std::nullopt;
     }
-    const uint8_t* r = d + kNlHeader;
-    Answer a;
-    a.port = le_get_u32(r + offsetof(AtResponse, m_uindex));
-    a.magic = le_get_u32(r + offsetof(AtResponse, m_magic));
-    a.retenum = static_cast<int32_t>(le_get_u32(r + offsetof(AtResponse, m_retenum)));
-    const uint32_t length = le_get_u32(r + offsetof(AtResponse, m_length));
-    if (kNlHeader + kRecordHeader + length > n) {
+    std::optional<Answer> a = driver_wire::decode_answer({d, n}, nullptr);
+    if (a && a->cut) {
         return std::nullopt;
     }
-    a.text.assign(reinterpret_cast<const char*>(r + kRecordHeader), length);
     return a;
 }
 
@@ -483,7 +474,7 @@ class Server {
                 return false;
             }
             if (a->magic == 0) {
-                ++reports_[a->port];
+                ++reports_[a->uindex];
                 continue;
             }
             if (a->magic != magic) {
@@ -508,7 +499,7 @@ class Server {
             }
             std::optional<Answer> a = parse_answer(buf_, static_cast<size_t>(n));
             if (a && a->magic == 0) {
-                ++reports_[a->port];
+                ++reports_[a->uindex];
                 continue;
             }
             return a;
@@ -743,21 +734,21 @@ PipeRun pipelined(Server& s, uint64_t total, uint32_t window) {
     }
     while (answered < sent && r.ok) {
         const std::optional<Answer> a = s.receive_answer();
-        if (!a || index.count(a->port) == 0) {
+        if (!a || index.count(a->uindex) == 0) {
             std::fprintf(stderr, "tandrel-roundtrip: %s: %s\n", s.name().c_str(),
                          a ? "answer on a port not asked" : "answers stopped");
             r.ok = false;
             break;
         }
-        const size_t i = index[a->port];
+        const size_t i = index[a->uindex];
         if (outstanding[i].empty() || outstanding[i].front() != a->magic) {
             std::fprintf(stderr, "tandrel-roundtrip: %s: port %u answered %u out of order\n",
-                         s.name().c_str(), a->port, a->magic);
+                         s.name().c_str(), a->uindex, a->magic);
             r.ok = false;
             break;
         }
         outstanding[i].pop_front();
-        ++r.per_port[a->port];
+        ++r.per_port[a->uindex];
         ++answered;
         if (sent < total && !send_on(i))
             r.ok = false;
