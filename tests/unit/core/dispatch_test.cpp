@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "at_cmd_table.h"
 #include "fake_platform.h"
 #include "request_builder.h"
 #include "tandrel_core.h"
@@ -15,6 +16,24 @@ class Dispatch : public fake::PlatformTest {
   protected:
     int32_t run(RequestBytes& r) { return nl_syswatch_event_report(r.size(), r.data()); }
 };
+
+// Every handler of the table checks its pointers first: a null request or
+// response is refused with -1, and nothing is sent or called.
+TEST_F(Dispatch, EveryHandlerRefusesNullArguments) {
+    for (const AtCmdEntry* e = g_at_cmd_table; e->m_name_len != 0; ++e) {
+        for (AtHandler h : {e->m_set_func, e->m_query_func, e->m_test_func, e->m_abort_func}) {
+            if (h == nullptr) {
+                continue;
+            }
+            SCOPED_TRACE(e->m_name);
+            AtRequest req{};
+            AtResponse rsp{};
+            EXPECT_EQ(h(nullptr, &rsp), -1);
+            EXPECT_EQ(h(&req, nullptr), -1);
+        }
+    }
+    EXPECT_TRUE(P().sent.empty());
+}
 
 TEST_F(Dispatch, ParameterCountBeyondTheRecordIsRefused) {
     for (uint32_t count : {18u, 0xFFFFFFFFu}) {

@@ -67,7 +67,7 @@ FAKE_IPSTACK_EXEC(ipstack_at_exec_sslrx_cmd)
 
 #undef FAKE_IPSTACK_EXEC
 
-int32_t ipstack_at_abort_at_cmd(void) { return 0; }
+int32_t ipstack_at_abort_at_cmd(void) { return fake::ipstack().abort_result; }
 void ipstack_reset_ssl_enable_status(void) {}
 void reset_http_sock_type(void) {}
 int32_t ipstack_get_at_errornum(uint32_t) { return fake::ipstack().errornum_result; }

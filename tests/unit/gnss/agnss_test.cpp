@@ -165,9 +165,13 @@ TEST_F(Agnss, LastOfTheMostLtoChunksIsTaken) {
     const Answer beyond = set_text("^LTODATA", {"321", "321", "\"0aff\"", "4", "1"});
     EXPECT_EQ(beyond.rsp.m_retenum, 92);
     EXPECT_EQ(G().count("gpsclient_LTOdata"), 1u);
-    // The daemon checks the SUPL capability itself, whatever the driver's
-    // template let through.
+}
+
+// The daemon checks itself what the driver's templates refuse already.
+TEST_F(Agnss, ValuesTheTemplatesRefuseAreRefusedAgain) {
     EXPECT_EQ(at_set("^SUPLACAP", {2}).rsp.m_retenum, 20);
+    EXPECT_EQ(at_set("^WPDNM", {3, 4}).rsp.m_retenum, 96);
+    EXPECT_EQ(G().count("gpsclient_anyData"), 0u);
 }
 
 }  // namespace

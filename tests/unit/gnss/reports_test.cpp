@@ -89,4 +89,13 @@ TEST_F(GnssTest, PortConfigurationIsReadOnceWithOneRetry) {
     }
 }
 
+// The status record's words 3 (counted from 1) and 2 become ^POSEND on PCUI.
+TEST_F(GnssTest, PosendReport) {
+    const int32_t words[4] = {0, 0, 7, 1};
+    AT_status_cb(const_cast<int32_t*>(words));
+    EXPECT_EQ(reports(GNSS_REPORT_ID_POSEND), (std::vector<Report>{{0, "\r\n^POSEND: 0,7\r\n"}}));
+    AT_status_cb(nullptr);
+    EXPECT_EQ(P().sent.size(), 1u);
+}
+
 }  // namespace

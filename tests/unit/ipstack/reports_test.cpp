@@ -31,6 +31,19 @@ class Reports : public fake::PlatformTest {
     }
 };
 
+// An abort the service takes (non-zero) is answered with the IP stack's
+// failure number; one it does not take leaves the prepared empty answer.
+TEST_F(Reports, AbortAnswersWhatTheServiceSays) {
+    for (const int32_t service : {1, 0}) {
+        ipstack().abort_result = service;
+        AtRequest req{};
+        AtResponse rsp{};
+        EXPECT_EQ(at_ipstack_abort(&req, &rsp), service != 0 ? 0 : -1);
+        EXPECT_EQ(rsp.m_retenum, service != 0 ? 98 : 0);
+    }
+    ipstack().reset();
+}
+
 // The data report: header, exactly the copied bytes (NULs included), CRLF.
 TEST_F(Reports, DataCopiesItsBytesWithinTheRecord) {
     struct Case {
