@@ -109,16 +109,6 @@ bool gnss_nav_freq_valid(int32_t nav_type, uint64_t f) {
     return false;
 }
 
-void gnss_navigation_reset(void) {
-    g_NavType = NAV_TYPE_NONE;
-    g_NavTypeSet = 0;
-    g_NavEnable = 0;
-    g_NavFreqMhz = 0;
-    g_NavFreqKhz = 0;
-    g_NavFreqHz = 0;
-    g_NavFreqSet = 0;
-}
-
 int32_t AT_GPS_SetNavType(AtRequest* pIn, AtResponse* pOut) {
     if (gnss_null_params(pIn, pOut)) {
         return TANDREL_FAIL;

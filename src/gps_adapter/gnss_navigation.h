@@ -10,6 +10,3 @@ inline constexpr int32_t NAV_TYPE_NONE = 4;  // no ^NAVTYPE set yet
 
 // Whether f (Hz) is a test carrier of the navigation system.
 bool gnss_nav_freq_valid(int32_t nav_type, uint64_t f);
-// Puts the receiver test back to its start values (no type, no frequency,
-// disarmed).
-void gnss_navigation_reset(void);
