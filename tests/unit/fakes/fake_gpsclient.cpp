@@ -74,6 +74,10 @@ fake::GpsReply record_and_reply(fake::GpsCall call, int32_t* err) {
 int32_t answer(fake::GpsCall call, std::initializer_list<int32_t*> values, int32_t* err) {
     for (int32_t* v : values) {
         call.in.push_back(v != nullptr ? *v : 0);
+        // A get hands its values over as 0, so a failed get leaves 0.
+        if (call.op == GPS_OP_GET && v != nullptr && *v != 0) {
+            ADD_FAILURE() << call.fn << " get called with value " << *v;
+        }
     }
     const fake::GpsReply r = record_and_reply(std::move(call), err);
     if (r.result == 0) {

@@ -167,10 +167,18 @@ TEST_F(Agnss, LastOfTheMostLtoChunksIsTaken) {
     EXPECT_EQ(G().count("gpsclient_LTOdata"), 1u);
 }
 
+// A query hands the client its values as 0 (the fake fails a get that is
+// handed anything else), so a failed get leaves 0.
+TEST_F(Agnss, QueriesHandTheirValuesOverAsZero) {
+    G().on("gpsclient_freqAndInterval").out = {5, 2};
+    EXPECT_EQ(at_query("^WPDFR").text(), "\r\n^WPDFR: 5,2\r\n\r\nOK\r\n");
+}
+
 // The daemon checks itself what the driver's templates refuse already.
 TEST_F(Agnss, ValuesTheTemplatesRefuseAreRefusedAgain) {
     EXPECT_EQ(at_set("^SUPLACAP", {2}).rsp.m_retenum, 20);
     EXPECT_EQ(at_set("^WPDNM", {3, 4}).rsp.m_retenum, 96);
+    EXPECT_EQ(at_set("^SUPLMODE", {1, 2}).rsp.m_retenum, 96);
     EXPECT_EQ(G().count("gpsclient_anyData"), 0u);
 }
 
