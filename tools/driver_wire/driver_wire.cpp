@@ -16,8 +16,10 @@ namespace driver_wire {
 
 std::vector<uint8_t> datagram(uint32_t device_id, uint32_t len, std::span<const uint8_t> payload,
                               uint32_t seq, uint32_t port_id) {
-    std::vector<uint8_t> b(NL_DATA_OFFSET, 0);
-    b.insert(b.end(), payload.begin(), payload.end());
+    std::vector<uint8_t> b(NL_DATA_OFFSET + payload.size(), 0);
+    if (!payload.empty()) {
+        memcpy(b.data() + NL_DATA_OFFSET, payload.data(), payload.size());
+    }
     le_put_u32(&b[0], static_cast<uint32_t>(b.size()));  // nlmsg_len; type and flags stay 0
     le_put_u32(&b[8], seq);
     le_put_u32(&b[12], port_id);
