@@ -10,19 +10,30 @@
 #   < BYTES     bytes the terminal must receive; CR, LF and other bytes are written
 #               <CR>, <LF>, <xHH>; successive "<" lines join without a break
 #   # ...       a comment; blank lines are ignored
+# A transcript that talks to peers has <theme>.peers beside it (see peers.sh).
 set -u
+here=$(dirname "$0")
 sim=$1
 transcript=$2
 shift 2
 work=$(mktemp -d "${TMPDIR:-/tmp}/tandrel-e2e.XXXXXX") || exit 1
 simpid=
-trap 'rm -rf "$work"' EXIT
+peers=${transcript%.at}.peers
+: > "$work/peers.sed"
+if [ -e "$peers" ]; then
+    . "$here/peers.sh"
+    trap 'peers_stop; rm -rf "$work"' EXIT
+    . "$peers" || exit 1
+else
+    trap 'rm -rf "$work"' EXIT
+fi
 trap '[ -n "$simpid" ] && kill "$simpid" 2>/dev/null; exit 130' INT TERM
 
-sed -n -e 's/^> //p' -e '/^@/p' "$transcript" > "$work/batch"
+sed -f "$work/peers.sed" "$transcript" > "$work/transcript"
+sed -n -e 's/^> //p' -e '/^@/p' "$work/transcript" > "$work/batch"
 
 # Both sides in the same visible form: one diff line per LF received.
-sed -n 's/^< //p' "$transcript" | tr -d '\n' | sed 's/<LF>/<LF>\n/g' | awk 1 > "$work/expected"
+sed -n 's/^< //p' "$work/transcript" | tr -d '\n' | sed 's/<LF>/<LF>\n/g' | awk 1 > "$work/expected"
 
 # In the background, so that a stop of this script (a test time-out) stops it too.
 "$sim" --batch "$work/batch" "$@" > "$work/actual.bin" &
@@ -46,6 +57,10 @@ if ! diff -u --label "expected ($transcript)" --label actual "$work/expected" "$
 fi
 if [ "$rc" -ne 0 ]; then
     echo "tandrel-sim --batch exited with status $rc" >&2
+    status=1
+fi
+if command -v peers_check > /dev/null && ! peers_check; then
+    echo "the peers did not see what the transcript did" >&2
     status=1
 fi
 exit $status

@@ -64,8 +64,9 @@ void say(const std::string& msg) { std::fprintf(stderr, "tandrel-sim: %s\n", msg
 // ---- batch input -----------------------------------------------------------
 
 struct Step {
-    enum class Kind { Line, Type, Sync, Wait, Port, Notify } kind;
-    std::string text;  // Line, Type: bytes to send; Port: port name; Notify: tool arguments
+    enum class Kind { Line, Type, Sync, Wait, Port, Notify, Shell } kind;
+    std::string text;  // Line, Type: bytes to send; Port: port name; Notify: tool arguments;
+                       // Shell: the command
     int ms = 0;        // Wait
     int line_no = 0;
 };
@@ -147,6 +148,9 @@ bool parse_batch(std::istream& in, std::vector<Step>& steps) {
             s.ms = std::stoi(arg);
         } else if (word == "@notify" && arg.find_first_not_of(' ') != std::string::npos) {
             s.kind = Step::Kind::Notify;
+            s.text = arg;
+        } else if (word == "@sh" && arg.find_first_not_of(' ') != std::string::npos) {
+            s.kind = Step::Kind::Shell;
             s.text = arg;
         } else {
             say("batch line " + std::to_string(no) + ": bad directive \"" + line + "\"" +
@@ -299,6 +303,7 @@ private:
     bool wait_done(const std::string& port, int line_no);
     int interactive();
     bool raise_event(const std::string& args, int line_no);
+    bool run_tool(std::vector<std::string> argv, const std::string& what, int line_no);
     int batch(const std::vector<Step>& steps);
     bool children_ok();
 
@@ -607,9 +612,9 @@ int Sim::interactive() {
 // its verdict. Its output goes to standard error: standard output carries
 // only the terminal's bytes.
 bool Sim::raise_event(const std::string& args, int line_no) {
-    const std::string where = "batch line " + std::to_string(line_no) + ": ";
     if (opt_.notify.empty()) {
-        say(where + "no tandrel-notify was built with this launcher; name it with --notify");
+        say("batch line " + std::to_string(line_no) +
+            ": no tandrel-notify was built with this launcher; name it with --notify");
         return false;
     }
     std::vector<std::string> argv = {opt_.notify, "--run-dir", dir_};
@@ -617,11 +622,19 @@ bool Sim::raise_event(const std::string& args, int line_no) {
     for (std::string w; in >> w;) {
         argv.push_back(w);
     }
+    return run_tool(argv, "tandrel-notify " + args, line_no);
+}
+
+// Runs argv to its end, its output on standard error; the batch fails
+// unless it exits 0. A shell command finds the run directory in
+// TANDREL_RUN_DIR.
+bool Sim::run_tool(std::vector<std::string> argv, const std::string& what, int line_no) {
     std::vector<char*> cargv;
     for (std::string& a : argv) {
         cargv.push_back(a.data());
     }
     cargv.push_back(nullptr);
+    const std::string where = "batch line " + std::to_string(line_no) + ": ";
     const pid_t pid = fork();
     if (pid < 0) {
         say(where + "fork: " + std::strerror(errno));
@@ -632,6 +645,7 @@ bool Sim::raise_event(const std::string& args, int line_no) {
         dup2(null_fd, 0);
         dup2(2, 1);
         signal(SIGPIPE, SIG_DFL);
+        setenv("TANDREL_RUN_DIR", dir_.c_str(), 1);
         execv(cargv[0], cargv.data());
         std::fprintf(stderr, "tandrel-sim: cannot run %s: %s\n", cargv[0], std::strerror(errno));
         _exit(127);
@@ -640,7 +654,7 @@ bool Sim::raise_event(const std::string& args, int line_no) {
     while (waitpid(pid, &st, 0) < 0 && errno == EINTR) {
     }
     if (!WIFEXITED(st) || WEXITSTATUS(st) != 0) {
-        say(where + "tandrel-notify " + args + " " + exit_text(st));
+        say(where + what + " " + exit_text(st));
         return false;
     }
     return true;
@@ -668,6 +682,9 @@ int Sim::batch(const std::vector<Step>& steps) {
                 break;
             case Step::Kind::Notify:
                 ok = raise_event(s.text, s.line_no) && children_ok();
+                break;
+            case Step::Kind::Shell:
+                ok = run_tool({"/bin/sh", "-c", s.text}, s.text, s.line_no) && children_ok();
                 break;
             case Step::Kind::Wait: {
                 const auto until = Clock::now() + milliseconds(s.ms);
