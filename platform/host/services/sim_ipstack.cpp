@@ -110,6 +110,18 @@ State& st() {
 
 SimIpstackRaise g_raise = notify_bus_raise;
 
+// The links, SSL link and transfers reach real peers through the host's
+// network unless TANDREL_SIM_NET=scripted selects the scripted world (an
+// echoing peer and servers with fixed answers). A build without the host's
+// network libraries has the scripted world only.
+[[maybe_unused]] bool real_network() {
+    static const bool real = [] {
+        const char* world = getenv("TANDREL_SIM_NET");
+        return TANDREL_HOST_NETWORK != 0 && (world == nullptr || strcmp(world, "scripted") != 0);
+    }();
+    return real;
+}
+
 std::string fmt(const char* format, ...) __attribute__((format(printf, 1, 2)));
 std::string fmt(const char* format, ...) {
     char buf[1024];
