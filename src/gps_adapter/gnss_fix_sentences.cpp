@@ -1,7 +1,6 @@
 // Fix sentences built from the client's NMEA, their caches, and the comma-field readers they use.
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
 #include "gnss_reports.h"
 #include "gnss_state.h"
@@ -43,7 +42,7 @@ struct DopCache {
 // on the message-loop thread feeds "$GPERR" through the same path; the caches
 // are only touched under this lock. Sentences are built under it and sent
 // after it is released.
-std::mutex g_fixCacheLock;
+pthread_mutex_t g_fixCacheLock = PTHREAD_MUTEX_INITIALIZER;
 FixCache g_fixCache;
 DopCache g_dopCache;
 
@@ -138,12 +137,12 @@ void on_gga(int64_t timestamp, const Sentence& s) {
 
     if (gga_fix_valid(s)) {
         fix.pending = 1;
-        std::lock_guard<std::mutex> lock(g_fixCacheLock);
+        GnssLock lock(g_fixCacheLock);
         g_fixCache = fix;
         return;
     }
     {
-        std::lock_guard<std::mutex> lock(g_fixCacheLock);
+        GnssLock lock(g_fixCacheLock);
         g_fixCache.pending = 0;
     }
     // No fix: reported at once, without speed values.
@@ -158,7 +157,7 @@ void on_zqloc(int64_t timestamp, Sentence& s) {
     int fixbd_len = 0;
     int fixad_len = 0;
     {
-        std::lock_guard<std::mutex> lock(g_fixCacheLock);
+        GnssLock lock(g_fixCacheLock);
         if (at_get_number_field(2, s.copy, g_fixCache.speed, sizeof g_fixCache.speed) == 0) {
             TANDREL_TRACE(TRACE_LEVEL_DEBUG, "get speed failed!\r\n");
         }
@@ -189,7 +188,7 @@ void on_gsa(const Sentence& s) {
     put(dop.pdop, s.field(15), 8);
     put(dop.hdop, s.field(16), 8);
     put(dop.vdop, s.field(17), 8);
-    std::lock_guard<std::mutex> lock(g_fixCacheLock);
+    GnssLock lock(g_fixCacheLock);
     g_dopCache = dop;
 }
 
@@ -224,7 +223,7 @@ void GNSS_IOCTRL_Getfixdata(int64_t timestamp, const char* text, int32_t length)
 
 void gnss_adapter_reset(void) {
     gnss_state_reset();
-    std::lock_guard<std::mutex> lock(g_fixCacheLock);
+    GnssLock lock(g_fixCacheLock);
     g_fixCache = FixCache{};
     g_dopCache = DopCache{};
 }

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <mutex>
 
 #include "gpsclient.h"
 #include "osa.h"
@@ -48,7 +47,7 @@ std::atomic<int32_t>& slot(GnssValue value) {
 // The first report may come from the client's thread while a command runs on
 // the message-loop thread: the lock makes the read happen once and keeps a
 // concurrent ^WPPORT from being overwritten by it.
-std::mutex g_portCfgLock;
+pthread_mutex_t g_portCfgLock = PTHREAD_MUTEX_INITIALIZER;
 
 constexpr uint32_t kPortCfgRetryMs = 100;
 
@@ -64,7 +63,7 @@ int32_t gnss_get(GnssValue value) {
 void gnss_set(GnssValue value, int32_t v) {
     if (value == GnssValue::PortCfg || value == GnssValue::PortCfgReady) {
         // The same lock as the first read, which must not overwrite it.
-        std::lock_guard<std::mutex> lock(g_portCfgLock);
+        GnssLock lock(g_portCfgLock);
         slot(value).store(v);
         return;
     }
@@ -79,7 +78,7 @@ int32_t gps_get_portcfg(void) {
     if (g_PortCfgReady.load() == 1) {
         return 1;
     }
-    std::lock_guard<std::mutex> lock(g_portCfgLock);
+    GnssLock lock(g_portCfgLock);
     if (g_PortCfgReady.load() == 1) {
         return 1;
     }
@@ -101,7 +100,7 @@ int32_t gps_get_portcfg(void) {
 }
 
 void gps_set_portcfg(int32_t value) {
-    std::lock_guard<std::mutex> lock(g_portCfgLock);
+    GnssLock lock(g_portCfgLock);
     g_PortCfg.store(value);
     g_PortCfgReady.store(1);
 }
@@ -115,7 +114,7 @@ int32_t gps_errcode_to_retenum(uint32_t code) {
 
 void gnss_state_reset(void) {
     {
-        std::lock_guard<std::mutex> lock(g_portCfgLock);
+        GnssLock lock(g_portCfgLock);
         g_PortCfg.store(0);
         g_PortCfgReady.store(0);
     }

@@ -1,10 +1,26 @@
 // GNSS adapter state and the helpers every GNSS file shares, GNSS-side report senders among them.
 #pragma once
 
+#include <pthread.h>
+
 #include <cstddef>
 #include <cstdint>
 
 #include "tandrel_core.h"
+
+// Holds a mutex for its scope. A pthread mutex, not std::mutex: the standard
+// lock throws on failure, which would link the exception runtime into the
+// daemon for two locks.
+class GnssLock {
+  public:
+    explicit GnssLock(pthread_mutex_t& m) : m_(m) { (void)pthread_mutex_lock(&m_); }
+    ~GnssLock() { (void)pthread_mutex_unlock(&m_); }
+    GnssLock(const GnssLock&) = delete;
+    GnssLock& operator=(const GnssLock&) = delete;
+
+  private:
+    pthread_mutex_t& m_;
+};
 
 // Report addressing.
 inline constexpr uint32_t GNSS_SINGLE_PORT = 6;  // every GNSS output when g_PortCfg is 1
