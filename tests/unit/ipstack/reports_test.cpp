@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fake_platform.h"
@@ -83,6 +84,20 @@ TEST_F(Reports, DataCopiesItsBytesWithinTheRecord) {
         EXPECT_EQ(s.record().m_length, want.size());
         EXPECT_EQ(s.text(), want);
         EXPECT_EQ(s.bytes.back(), 0) << "the wire's last byte is the NUL after the text";
+    }
+}
+
+// A report goes to the port of its record's channel; unknown channels to 56.
+TEST_F(Reports, ChannelsMapToTheirPorts) {
+    const std::pair<uint32_t, uint32_t> rows[] = {{2, 6},  {3, 3},  {4, 0},  {5, 49},
+                                                  {6, 50}, {7, 51}, {8, 52}, {1, 56},
+                                                  {9, 56}, {0, 56}, {0xFFFFFFFFu, 56}};
+    for (const auto& [channel, port] : rows) {
+        SCOPED_TRACE(channel);
+        P().reset();
+        const IpstackArrivalEvent ev{0, channel};
+        EXPECT_EQ(at_ipstack_iprcv_report(&ev), 0);
+        EXPECT_EQ(only_report(port, 1, 43).text(), "\r\n^IPRCVST: 1,1\r\n");
     }
 }
 
