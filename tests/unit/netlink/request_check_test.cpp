@@ -1,6 +1,9 @@
 // Checks of a received message and the receive back-off.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <vector>
 
@@ -58,6 +61,35 @@ TEST(RequestCheck, ReceiveFailuresBackOffUpToOneSecond) {
     for (const auto& c : cases) {
         EXPECT_EQ(nl_recv_backoff_ms(c.failures), c.pause) << c.failures << " failures";
     }
+}
+
+// Each receive starts from a zeroed buffer; an empty or failed receive counts
+// as a failure, a datagram ends the run of failures.
+TEST(RequestCheck, ReceiveZeroesTheBufferAndCountsFailures) {
+    int fds[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_DGRAM, 0, fds), 0);
+    uint8_t buf[64];
+    memset(buf, 0xEE, sizeof buf);
+    NlReceiver r{fds[0], buf, sizeof buf, 0};
+    const auto zero_from = [&](size_t at) {
+        return std::all_of(buf + at, buf + sizeof buf, [](uint8_t b) { return b == 0; });
+    };
+    ASSERT_EQ(send(fds[1], "0123456789", 10, 0), 10);
+    nl_receive_one(r);
+    EXPECT_EQ(memcmp(buf, "0123456789", 10), 0);
+    EXPECT_TRUE(zero_from(10));
+    ASSERT_EQ(send(fds[1], "", 0, 0), 0);
+    nl_receive_one(r);
+    EXPECT_EQ(r.failures, 1u);
+    EXPECT_TRUE(zero_from(0));
+    ASSERT_EQ(send(fds[1], "abc", 3, 0), 3);
+    nl_receive_one(r);
+    EXPECT_EQ(r.failures, 0u);
+    close(fds[1]);
+    close(fds[0]);
+    nl_receive_one(r);  // a closed descriptor: the receive fails
+    EXPECT_EQ(r.failures, 1u);
+    EXPECT_TRUE(zero_from(0));
 }
 
 }  // namespace
