@@ -1,7 +1,7 @@
 # Peers of a transcript on the loopback interface; sourced by run_transcript.sh
-# before the transcript of <theme>.peers runs, in its work directory $work.
+# before the transcript of <theme>.peers.sh runs, in its work directory $work.
 #
-# <theme>.peers starts the peers and names what the transcript uses:
+# <theme>.peers.sh starts the peers and names what the transcript uses:
 #   port=$(peer_port)                       a free TCP port on 127.0.0.1
 #   peer_start NAME COMMAND...              starts a peer in the background (log: $work/NAME.log)
 #   peer_wait_tcp PORT                      waits until 127.0.0.1:PORT accepts connections

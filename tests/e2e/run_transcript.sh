@@ -10,7 +10,7 @@
 #   < BYTES     bytes the terminal must receive; CR, LF and other bytes are written
 #               <CR>, <LF>, <xHH>; successive "<" lines join without a break
 #   # ...       a comment; blank lines are ignored
-# A transcript that talks to peers has <theme>.peers beside it (see peers.sh).
+# A transcript that talks to peers has <theme>.peers.sh beside it (see peers.sh).
 set -u
 here=$(dirname "$0")
 sim=$1
@@ -18,7 +18,7 @@ transcript=$2
 shift 2
 work=$(mktemp -d "${TMPDIR:-/tmp}/tandrel-e2e.XXXXXX") || exit 1
 simpid=
-peers=${transcript%.at}.peers
+peers=${transcript%.at}.peers.sh
 : > "$work/peers.sed"
 if [ -e "$peers" ]; then
     . "$here/peers.sh"
