@@ -18,6 +18,7 @@
 
 #include "host_env.h"
 #include "ipstack.h"
+#include "net/net_transfer.h"
 #include "osa.h"
 #include "tandrel_trace.h"
 
@@ -945,14 +946,95 @@ int32_t hbecontdata_query(AtResponse* out) {
     return list_reply(out, {fmt("^HBECONTDATA: \"%s\"", st().hbe_data.c_str())});
 }
 
-// Mail, HTTP and FTP against servers that always have the same answers.
+// Mail, HTTP and FTP. In the real world each is a transfer through the host's
+// network (net/net_transfer.h); in the scripted world the servers always have
+// the same answers.
 
-int32_t emsend_set(const Params& p, uint32_t, AtResponse* out) {
-    if (!contains(p.text(0), "@") || p.count() != 3) {
+// How long a command waits for its transfer before its result comes late.
+constexpr uint32_t kTransferWaitMs = 2000;
+// Command kinds of the late results of transfers.
+constexpr uint32_t KIND_EMSEND = 20;
+constexpr uint32_t KIND_HTTPCMD = 21;
+constexpr uint32_t KIND_FTPCMD = 22;
+
+// On the transfer thread: the late result of a transfer that outlived its wait.
+void transfer_ended(TransferKind kind, int32_t error, uint32_t channel) {
+    const uint32_t cmd = kind == TransferKind::Mail  ? KIND_EMSEND
+                         : kind == TransferKind::Ftp ? KIND_FTPCMD
+                                                     : KIND_HTTPCMD;
+    raise_late(cmd, static_cast<uint32_t>(error), channel, 0);
+}
+
+// "^HTTPCMD: <status>,<n>" or "^FTPCMD: <n>", the data with its CRLF when
+// there is any, OK; a mail answers OK alone.
+std::string transfer_text(TransferKind kind, const TransferResult& r) {
+    if (kind == TransferKind::Mail) {
+        return AT_TEXT_OK;
+    }
+    const std::string head = kind == TransferKind::Http
+                                 ? fmt("\r\n^HTTPCMD: %u,%zu\r\n", r.status, r.data.size())
+                                 : fmt("\r\n^FTPCMD: %zu\r\n", r.data.size());
+    return head + (r.data.empty() ? std::string() : r.data + "\r\n") + "\r\nOK\r\n";
+}
+
+// Runs a transfer: its answer when it ends within the wait, else no text now
+// and its late result on the port of the command when it ends.
+int32_t transfer(const TransferRequest& r, uint32_t port, AtResponse* out) {
+    TransferResult result;
+    switch (net_transfer_run(r, kTransferWaitMs, channel_of_port(port), transfer_ended, &result)) {
+        case TransferStart::Busy:
+            return fail(out, ERR_NOT_ALLOWED);
+        case TransferStart::Late:
+            return reply(out, "");
+        case TransferStart::Finished:
+            break;
+    }
+    if (result.error != 0) {
+        return fail(out, result.error);
+    }
+    return reply(out, transfer_text(r.kind, result));
+}
+
+// The answer of a query: the kept result of a late transfer, once, or the count.
+int32_t transfer_query(TransferKind kind, const char* name, uint32_t scripted, AtResponse* out) {
+    TransferResult kept;
+    if (real_network() && net_transfer_take(kind, &kept)) {
+        return reply(out, transfer_text(kind, kept));
+    }
+    return list_reply(
+        out, {fmt("%s: %u", name, real_network() ? net_transfer_count(kind) : scripted)});
+}
+
+// Text typed into a URL or a mail address: no blanks, no control characters.
+bool plain(const std::string& s, const char* also_refused) {
+    return std::none_of(s.begin(), s.end(), [also_refused](char c) {
+        return static_cast<unsigned char>(c) <= ' ' || c == 0x7F ||
+               strchr(also_refused, c) != nullptr;
+    });
+}
+
+// The mail server: TANDREL_SIM_SMTP=host:port, or the loopback's port 25.
+std::string mail_server() {
+    const char* env = getenv("TANDREL_SIM_SMTP");
+    return env != nullptr && *env != '\0' ? env : "127.0.0.1:25";
+}
+
+int32_t emsend_set(const Params& p, uint32_t port, AtResponse* out) {
+    const std::string to = p.text(0);
+    if (!contains(to, "@") || p.count() != 3 || (real_network() && !plain(to, "<>\","))) {
         return fail(out, ERR_BAD_PARAM);
     }
     if (!st().inited) {
         return fail(out, ERR_NOT_ALLOWED);
+    }
+    if (real_network()) {
+        TransferRequest r;
+        r.kind = TransferKind::Mail;
+        r.url = "smtp://" + mail_server();
+        r.mail_to = to;
+        r.subject = p.text(1);
+        r.body = p.text(2);
+        return transfer(r, port, out);
     }
     osa_sleep(kMailMs);
     ++st().mails;
@@ -960,7 +1042,7 @@ int32_t emsend_set(const Params& p, uint32_t, AtResponse* out) {
 }
 
 int32_t emsend_query(AtResponse* out) {
-    return list_reply(out, {fmt("^EMSEND: %u", st().mails)});
+    return transfer_query(TransferKind::Mail, "^EMSEND", st().mails, out);
 }
 
 // A document: text, or sixteen bytes 0 to 15 for a name ending in ".bin".
@@ -975,15 +1057,26 @@ std::string document(const std::string& path, const char* text) {
     return text;
 }
 
-int32_t httpcmd_set(const Params& p, uint32_t, AtResponse* out) {
+int32_t httpcmd_set(const Params& p, uint32_t port, AtResponse* out) {
     const std::string method = upper(p.text(0));
     const std::string url = p.text(1);
-    if ((method != "GET" && method != "HEAD") || url.rfind("http://", 0) != 0 || url.size() <= 7 ||
-        p.count() != 2) {
+    // The scripted servers speak plain HTTP only.
+    const size_t scheme = url.rfind("http://", 0) == 0                      ? 7
+                          : real_network() && url.rfind("https://", 0) == 0 ? 8
+                                                                            : 0;
+    if ((method != "GET" && method != "HEAD") || scheme == 0 || url.size() <= scheme ||
+        p.count() != 2 || (real_network() && !plain(url, ""))) {
         return fail(out, ERR_BAD_PARAM);
     }
     if (!st().inited) {
         return fail(out, ERR_NOT_ALLOWED);
+    }
+    if (real_network()) {
+        TransferRequest r;
+        r.kind = TransferKind::Http;
+        r.url = url;
+        r.head = method == "HEAD";
+        return transfer(r, port, out);
     }
     if (contains(url, "unreachable")) {
         return fail(out, ERR_NONE);
@@ -998,18 +1091,28 @@ int32_t httpcmd_set(const Params& p, uint32_t, AtResponse* out) {
 }
 
 int32_t httpcmd_query(AtResponse* out) {
-    return list_reply(out, {fmt("^HTTPCMD: %u", st().http_requests)});
+    return transfer_query(TransferKind::Http, "^HTTPCMD", st().http_requests, out);
 }
 
-int32_t ftpcmd_set(const Params& p, uint32_t, AtResponse* out) {
+// In the real world the host is [user:password@]name[:port] (anonymous
+// without a user) and the path is relative to the login directory.
+int32_t ftpcmd_set(const Params& p, uint32_t port, AtResponse* out) {
     const std::string op = upper(p.text(0));
     const std::string host = p.text(1);
     const std::string path = p.text(2);
-    if ((op != "GET" && op != "LIST") || host.empty() || path.empty() || p.count() != 3) {
+    if ((op != "GET" && op != "LIST") || host.empty() || path.empty() || p.count() != 3 ||
+        (real_network() && (!plain(host, "/?#") || !plain(path, "?#")))) {
         return fail(out, ERR_BAD_PARAM);
     }
     if (!st().inited) {
         return fail(out, ERR_NOT_ALLOWED);
+    }
+    if (real_network()) {
+        TransferRequest r;
+        r.kind = TransferKind::Ftp;
+        r.url = "ftp://" + host + "/" + path.substr(path.front() == '/' ? 1 : 0);
+        r.list = op == "LIST";
+        return transfer(r, port, out);
     }
     if (contains(host, "unreachable")) {
         return fail(out, ERR_NONE);
@@ -1021,7 +1124,7 @@ int32_t ftpcmd_set(const Params& p, uint32_t, AtResponse* out) {
 }
 
 int32_t ftpcmd_query(AtResponse* out) {
-    return list_reply(out, {fmt("^FTPCMD: %u", st().ftp_requests)});
+    return transfer_query(TransferKind::Ftp, "^FTPCMD", st().ftp_requests, out);
 }
 
 // SSL.
@@ -1343,6 +1446,7 @@ int32_t ipstack_at_exec_sslrx_cmd(AtRequest* in, AtResponse* out) {
 // Every command has run to its end before an abort reaches the service, so
 // there is never anything to abort.
 int32_t ipstack_at_abort_at_cmd(void) {
+    if (net_transfer_abort()) return 0;
     SIM_TRACE(TRACE_LEVEL_INFO, "abort: no command running\n");
     return 1;
 }
