@@ -1443,10 +1443,12 @@ int32_t ipstack_at_exec_sslrx_cmd(AtRequest* in, AtResponse* out) {
     return run(kSslrx, in, out);
 }
 
-// Every command has run to its end before an abort reaches the service, so
-// there is never anything to abort.
+// A running transfer can be aborted; every other command has run to its end
+// before an abort reaches the service.
 int32_t ipstack_at_abort_at_cmd(void) {
-    if (net_transfer_abort()) return 0;
+    if (net_transfer_abort()) {
+        return 0;
+    }
     SIM_TRACE(TRACE_LEVEL_INFO, "abort: no command running\n");
     return 1;
 }

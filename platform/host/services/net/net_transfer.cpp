@@ -123,6 +123,17 @@ std::string no_proxy() {
            (env != nullptr ? env : "");
 }
 
+// A URL as traces show it: without a user name and password.
+std::string shown(const std::string& url) {
+    const size_t host = url.find("://");
+    if (host == std::string::npos) {
+        return url;
+    }
+    const size_t at = url.rfind('@', url.find('/', host + 3));
+    return at == std::string::npos || at < host + 3 ? url
+                                                    : url.substr(0, host + 3) + url.substr(at + 1);
+}
+
 int32_t error_of(CURLcode rc, long server_code, bool too_large) {
     switch (rc) {
         case CURLE_OK:
@@ -215,7 +226,7 @@ TransferResult perform(const TransferRequest& r) {
     out.error = ok ? error_of(rc, code, sink.too_large) : TRANSFER_ERR_FAILED;
     out.status = r.kind == TransferKind::Http ? static_cast<uint32_t>(code) : 0;
     if (out.error != 0) {
-        NET_TRACE(TRACE_LEVEL_INFO, "transfer of %s failed: %s (%d)\n", r.url.c_str(),
+        NET_TRACE(TRACE_LEVEL_INFO, "transfer of %s failed: %s (%d)\n", shown(r.url).c_str(),
                   curl_easy_strerror(rc), out.error);
         out.data.clear();
     }
@@ -244,7 +255,7 @@ void* transfer_thread(void*) {
             std::lock_guard<std::mutex> lock(s.mu);
             if (s.abort.load()) {
                 // Aborted, even when it had just ended: nothing follows.
-                NET_TRACE(TRACE_LEVEL_INFO, "transfer of %s aborted\n", job.url.c_str());
+                NET_TRACE(TRACE_LEVEL_INFO, "transfer of %s aborted\n", shown(job.url).c_str());
                 s.phase = Phase::Idle;
             } else if (s.late) {
                 if (error == 0 && job.kind != TransferKind::Mail) {
@@ -311,7 +322,7 @@ TransferStart net_transfer_run(const TransferRequest& request, uint32_t wait_ms,
                        [&s] { return s.phase == Phase::Finished; })) {
         s.late = true;
         NET_TRACE(TRACE_LEVEL_INFO, "transfer of %s goes on; its result comes late\n",
-                  request.url.c_str());
+                  shown(request.url).c_str());
         return TransferStart::Late;
     }
     *out = std::move(s.result);
@@ -337,7 +348,7 @@ bool net_transfer_abort() {
     if (s.phase != Phase::Running) {
         return false;
     }
-    NET_TRACE(TRACE_LEVEL_INFO, "abort: the transfer of %s ends\n", s.job.url.c_str());
+    NET_TRACE(TRACE_LEVEL_INFO, "abort: the transfer of %s ends\n", shown(s.job.url).c_str());
     s.abort.store(true);
     return true;
 }
