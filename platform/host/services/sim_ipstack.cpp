@@ -82,7 +82,6 @@ struct Link {
     // The real network's side of a link.
     bool connecting = false;      // the connect is under way
     bool late = false;            // and its command has answered already
-    uint32_t error = 0;           // why the last connect failed
     uint64_t queued = 0;          // bytes handed to the network
     std::deque<uint64_t> sendex;  // for each ^IPSENDEX waiting: queued when its data is out
     bool held = false;            // rx is full: the network holds further data back
@@ -123,6 +122,10 @@ struct State {
     bool ssl_waiting = false;   // an ^SSLRX waits for data
     uint32_t running_kind = 0;  // the last command that answered before its end, if it runs
     uint32_t running_link = 0;
+    // How the last connect of each link (the SSL link's at kSslIndex) ended:
+    // -1 while it runs, else 0 or its error. The link itself may have
+    // closed again before its command looks.
+    std::array<int64_t, kSslIndex + 1> connect_outcome{};
     bool failures_loaded = false;
     std::vector<std::pair<std::string, int32_t>> failures;  // from the environment
 };
@@ -482,7 +485,7 @@ void connect_failed(uint32_t index, uint32_t error) {
     const bool heartbeat = l.heartbeat;
     l = Link{};
     l.heartbeat = heartbeat;
-    l.error = error;
+    st().connect_outcome[index] = error;
     if (late) {
         raise_late(index == kSslIndex ? KIND_SSLO : KIND_IPOPEN, error, channel, 0);
     }
@@ -718,15 +721,12 @@ int32_t ipdnscfg_query(AtResponse* out) {
 // Waits a little for the connect of link index: its answer now, or an empty
 // one and the late result when the connect ends.
 int32_t settle(uint32_t index, uint32_t kind, AtResponse* out) {
-    Link& l = link_at(index);
-    g_cv.wait_for(g_mu, kAnswerWithin, [&] { return !l.connecting; });
-    if (l.open) {
-        return ok(out);
+    const int64_t& outcome = st().connect_outcome[index];
+    g_cv.wait_for(g_mu, kAnswerWithin, [&] { return outcome >= 0; });
+    if (outcome >= 0) {
+        return outcome == 0 ? ok(out) : fail(out, static_cast<int32_t>(outcome));
     }
-    if (!l.connecting) {
-        return fail(out, static_cast<int32_t>(l.error));
-    }
-    l.late = true;
+    link_at(index).late = true;
     st().running_kind = kind;
     st().running_link = index;
     out->m_length = 0;
@@ -746,6 +746,7 @@ int32_t connect_link(uint32_t index, const net_links::Peer& peer, const net_link
     l.port = peer.port;
     l.channel = channel_of_port(port);
     l.connecting = true;
+    st().connect_outcome[index] = -1;
     const uint32_t error = net()->open(index, peer, tls);
     if (error != 0) {
         connect_failed(index, error);
@@ -1453,6 +1454,7 @@ class NetSide final : public net_links::Events {
         l.connecting = false;
         l.open = true;
         l.local_port = local_port;
+        st().connect_outcome[link] = 0;
         if (std::exchange(l.late, false)) {
             raise_late(link == kSslIndex ? KIND_SSLO : KIND_IPOPEN, 0, l.channel, 0);
         }
