@@ -1,5 +1,5 @@
-// Simulated IP stack service: links to an echoing peer, listeners, one SSL link, heartbeat, mail,
-// HTTP, FTP.
+// Simulated IP stack service: links, listeners, one SSL link, heartbeat, mail, HTTP, FTP, over
+// the host's network or a scripted one.
 #include "sim_ipstack.h"
 
 #include <strings.h>
@@ -7,10 +7,14 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -18,6 +22,7 @@
 
 #include "host_env.h"
 #include "ipstack.h"
+#include "net/net_links.h"
 #include "net/net_transfer.h"
 #include "osa.h"
 #include "tandrel_trace.h"
@@ -34,6 +39,9 @@ constexpr size_t kMaxRxBuffer = 65536;  // received bytes kept per link in buffe
 constexpr uint32_t kSlowMs = 1500;      // connect time of a host named "slow..."
 constexpr uint32_t kMailMs = 500;       // time to hand a mail to the server
 constexpr const char* kLocalIp = "10.64.0.2";
+// A command that waits for the network answers after this long at the
+// latest; its result then comes as a late result.
+constexpr auto kAnswerWithin = std::chrono::milliseconds(1000);
 
 // Result numbers of the simulation; a failure without a number is left to
 // the relay's own.
@@ -41,8 +49,13 @@ constexpr int32_t ERR_NONE = 0;
 constexpr int32_t ERR_NOT_ALLOWED = 3;
 constexpr int32_t ERR_NOT_SUPPORTED = 4;
 constexpr int32_t ERR_BAD_PARAM = 50;
-// Error code of a late result: the peer reset the connection.
-constexpr uint32_t ERR_CONN_RESET = 104;
+// Error codes of late results: the peer reset the connection; the command
+// was aborted, or its link closed under it.
+constexpr uint32_t ERR_CONN_RESET = net_links::ERR_RESET;
+constexpr uint32_t ERR_ABORTED = net_links::ERR_ABORTED;
+// Command kinds of late results besides ^IPSENDEX and ^SSLRX.
+constexpr uint32_t KIND_IPOPEN = 3;
+constexpr uint32_t KIND_SSLO = 15;
 
 // ^IPSTATE: link, state, cause.
 constexpr uint32_t LINK_DOWN = 0;
@@ -67,12 +80,19 @@ struct Link {
     uint64_t received = 0;
     std::string rx;  // buffered receive mode: what ^IPRCV reads
     bool heartbeat = false;
+    // The real network's side of a link.
+    bool connecting = false;      // the connect is under way
+    bool late = false;            // and its command has answered already
+    uint64_t queued = 0;          // bytes handed to the network
+    std::deque<uint64_t> sendex;  // for each ^IPSENDEX waiting: queued when its data is out
+    bool held = false;            // rx is full: the network holds further data back
 };
 
 struct Listener {
     bool open = false;
     bool udp = false;
     uint32_t port = 0;
+    uint32_t channel = 0;  // of the links it accepts
 };
 
 struct State {
@@ -100,6 +120,13 @@ struct State {
     std::vector<std::string> certs;
     Link ssl;
     std::string ssl_rx;
+    bool ssl_waiting = false;   // an ^SSLRX waits for data
+    uint32_t running_kind = 0;  // the last command that answered before its end, if it runs
+    uint32_t running_link = 0;
+    // How the last connect of each link (the SSL link's at kSslIndex) ended:
+    // -1 while it runs, else 0 or its error. The link itself may have
+    // closed again before its command looks.
+    std::array<int64_t, kSslIndex + 1> connect_outcome{};
     bool failures_loaded = false;
     std::vector<std::pair<std::string, int32_t>> failures;  // from the environment
 };
@@ -111,11 +138,20 @@ State& st() {
 
 SimIpstackRaise g_raise = notify_bus_raise;
 
+// The state is shared with the network's thread: commands hold the lock
+// while they run, the network while it tells what happened. A command that
+// waits for the network waits on g_cv.
+std::mutex g_mu;
+std::condition_variable_any g_cv;
+
+// The real network, or null in the scripted world.
+net_links::Links* net();
+
 // The links, SSL link and transfers reach real peers through the host's
 // network unless TANDREL_SIM_NET=scripted selects the scripted world (an
 // echoing peer and servers with fixed answers). A build without the host's
 // network libraries has the scripted world only.
-[[maybe_unused]] bool real_network() {
+bool real_network() {
     static const bool real = [] {
         const char* world = getenv("TANDREL_SIM_NET");
         return TANDREL_HOST_NETWORK != 0 && (world == nullptr || strcmp(world, "scripted") != 0);
@@ -291,7 +327,22 @@ int32_t fail(AtResponse* out, int32_t number) {
 
 // ---- events -----------------------------------------------------------------
 
+// Events that the network's thread causes wait until its round ends and the
+// lock is free: a bus whose queue is full makes its posters wait for the
+// message loop, which may itself be waiting for the lock.
+struct Raised {
+    uint32_t event;
+    NotifySlot slot;
+    std::string record;
+};
+thread_local bool t_defer = false;
+thread_local std::vector<Raised> t_outbox;
+
 void raise(uint32_t event, NotifySlot slot, const void* record, uint32_t len) {
+    if (t_defer) {
+        t_outbox.push_back(Raised{event, slot, std::string(static_cast<const char*>(record), len)});
+        return;
+    }
     const NotifyEvent e{
         NOTIFY_MODULE_IPSTACK, event, slot, NotifyLayout::PtrLen, record, len, 0, 0};
     if (g_raise(e) != 0) {
@@ -364,40 +415,105 @@ uint32_t channel_of_port(uint32_t port) {
 
 // ---- link behaviour -----------------------------------------------------------
 
+Link& link_at(uint32_t index) {
+    return index == kSslIndex ? st().ssl : st().links[index];
+}
+
+// Why a command that waited on a link ends when the link does.
+uint32_t ended_by(uint32_t cause) {
+    return cause == CAUSE_PEER ? ERR_CONN_RESET : ERR_ABORTED;
+}
+
+// The late result of ^SSLRX when it waits no more.
+void end_ssl_wait(uint32_t error) {
+    State& s = st();
+    if (s.ssl_waiting) {
+        s.ssl_waiting = false;
+        net()->timer(0);
+        raise_late(IPSTACK_CMD_SSLRX, error, s.ssl.channel, 0);
+    }
+}
+
 void close_link(uint32_t index, uint32_t cause) {
-    // The heartbeat setting belongs to the link number, not to the connection.
     Link& l = st().links[index];
+    if (net() != nullptr) {
+        net()->close(index);
+    }
+    for (size_t k = 0; k < l.sendex.size(); ++k) {
+        raise_late(IPSTACK_CMD_IPSENDEX, ended_by(cause), l.channel, index);
+    }
+    // The heartbeat setting belongs to the link number, not to the
+    // connection; what the peer sent before it closed can still be read.
     const bool heartbeat = l.heartbeat;
+    std::string rx = cause == CAUSE_PEER ? std::move(l.rx) : std::string();
     l = Link{};
     l.heartbeat = heartbeat;
+    l.rx = std::move(rx);
     raise_link_state(index, LINK_DOWN, cause);
 }
 
 void close_ssl(uint32_t cause) {
+    if (net() != nullptr) {
+        net()->close(kSslIndex);
+        end_ssl_wait(ended_by(cause));
+    }
+    // What the peer sent before it closed can still be read, on its channel.
+    const uint32_t channel = st().ssl.channel;
     st().ssl = Link{};
-    st().ssl_rx.clear();
+    if (cause == CAUSE_PEER) {
+        st().ssl.channel = channel;
+    } else {
+        st().ssl_rx.clear();
+    }
     raise_link_state(kSslIndex, LINK_DOWN, cause);
 }
 
-// The peer of every link echoes what it gets: the bytes come back as
-// received data, reported at once or kept for ^IPRCV.
-void peer_echoes(uint32_t index, const std::string& data) {
+void close_listener(uint32_t slot) {
+    Listener& l = st().listeners[slot];
+    if (net() != nullptr) {
+        net()->unlisten(slot);
+    }
+    l.open = false;
+    raise_server_state(slot + 1, SERVER_CLOSED, l.port);
+}
+
+// A connect that ends without a link; a command that answered already
+// learns why from its late result.
+void connect_failed(uint32_t index, uint32_t error) {
+    Link& l = link_at(index);
+    const bool late = l.late;
+    const uint32_t channel = l.channel;
+    const bool heartbeat = l.heartbeat;
+    l = Link{};
+    l.heartbeat = heartbeat;
+    st().connect_outcome[index] = error;
+    if (late) {
+        raise_late(index == kSslIndex ? KIND_SSLO : KIND_IPOPEN, error, channel, 0);
+    }
+    g_cv.notify_all();
+}
+
+// What the peer sends comes as data reports or is kept for ^IPRCV; false
+// when the buffer is full and the network is to hold back.
+bool peer_sends(uint32_t index, std::string_view data) {
     Link& l = st().links[index];
     l.received += data.size();
     if (st().rx_mode == 1) {
         const bool was_empty = l.rx.empty();
-        l.rx += data.substr(0, kMaxRxBuffer - std::min(kMaxRxBuffer, l.rx.size()));
+        l.rx.append(data);
         if (was_empty) {
             raise_arrival(index, l.channel);
         }
-        return;
+        l.held = l.rx.size() >= kMaxRxBuffer;
+        return !l.held;
     }
     const size_t chunk = std::min<size_t>(st().packet_size, IPSTACK_DATA_MAX);
     for (size_t at = 0; at < data.size(); at += chunk) {
-        const std::string_view part = std::string_view(data).substr(at, chunk);
+        const std::string_view part = data.substr(at, chunk);
         raise_data(index, l.channel, l.udp ? KIND_UDP : KIND_TCP,
                    static_cast<uint32_t>(part.size()), part, false);
     }
+    return true;
 }
 
 // A peer whose host name has "reset" in it drops the connection when data comes.
@@ -494,6 +610,7 @@ int32_t run(const Command& c, AtRequest* in, AtResponse* out) {
     if (in == nullptr || out == nullptr) {
         return -1;
     }
+    const std::lock_guard<std::mutex> lock(g_mu);
     int32_t number = 0;
     if (injected_failure(c.name, &number)) {
         SIM_TRACE(TRACE_LEVEL_INFO, "%s fails with %d as told\n", c.name, number);
@@ -547,18 +664,18 @@ int32_t ipinit_query(AtResponse* out) {
 
 void teardown(uint32_t cause) {
     State& s = st();
-    for (uint32_t i = 0; i < kLinks; ++i) {
-        if (s.links[i].open) {
-            close_link(i, cause);
+    for (const uint32_t i : {0u, 1u, 2u, 3u, 4u, kSslIndex}) {
+        Link& l = link_at(i);
+        if (l.connecting) {
+            net()->close(i);
+            connect_failed(i, ERR_ABORTED);
+        } else if (l.open) {
+            i == kSslIndex ? close_ssl(cause) : close_link(i, cause);
         }
-    }
-    if (s.ssl.open) {
-        close_ssl(cause);
     }
     for (uint32_t i = 0; i < kListeners; ++i) {
         if (s.listeners[i].open) {
-            s.listeners[i].open = false;
-            raise_server_state(i + 1, SERVER_CLOSED, s.listeners[i].port);
+            close_listener(i);
         }
     }
     s.inited = false;
@@ -602,6 +719,43 @@ int32_t ipdnscfg_query(AtResponse* out) {
 
 // Links.
 
+// Waits a little for the connect of link index: its answer now, or an empty
+// one and the late result when the connect ends.
+int32_t settle(uint32_t index, uint32_t kind, AtResponse* out) {
+    const int64_t& outcome = st().connect_outcome[index];
+    g_cv.wait_for(g_mu, kAnswerWithin, [&] { return outcome >= 0; });
+    if (outcome >= 0) {
+        return outcome == 0 ? ok(out) : fail(out, static_cast<int32_t>(outcome));
+    }
+    link_at(index).late = true;
+    st().running_kind = kind;
+    st().running_link = index;
+    out->m_length = 0;
+    out->m_buffer[0] = '\0';
+    return 0;
+}
+
+// Starts a connect over the real network; the link is up when the network says so.
+int32_t connect_link(uint32_t index, const net_links::Peer& peer, const net_links::Tls* tls,
+                     uint32_t port, AtResponse* out) {
+    Link& l = link_at(index);
+    const bool heartbeat = l.heartbeat;
+    l = Link{};
+    l.heartbeat = heartbeat;
+    l.udp = peer.udp;
+    l.host = peer.host;
+    l.port = peer.port;
+    l.channel = channel_of_port(port);
+    l.connecting = true;
+    st().connect_outcome[index] = -1;
+    const uint32_t error = net()->open(index, peer, tls);
+    if (error != 0) {
+        connect_failed(index, error);
+        return fail(out, static_cast<int32_t>(error));
+    }
+    return settle(index, index == kSslIndex ? KIND_SSLO : KIND_IPOPEN, out);
+}
+
 int32_t ipopen_set(const Params& p, uint32_t port, AtResponse* out) {
     State& s = st();
     uint32_t index = 0;
@@ -614,8 +768,12 @@ int32_t ipopen_set(const Params& p, uint32_t port, AtResponse* out) {
         (p.count() > 4 && !p.number(4, 1, 65535, &local_port)) || p.count() > 5) {
         return fail(out, ERR_BAD_PARAM);
     }
-    if (!s.inited || s.links[index].open) {
+    if (!s.inited || s.links[index].open || s.links[index].connecting) {
         return fail(out, ERR_NOT_ALLOWED);
+    }
+    if (net() != nullptr) {
+        return connect_link(index, net_links::Peer{udp, host, remote_port, local_port}, nullptr,
+                            port, out);
     }
     if (contains(host, "unreachable")) {
         SIM_TRACE(TRACE_LEVEL_INFO, "link %u: %s does not answer\n", index + 1, host.c_str());
@@ -654,7 +812,13 @@ int32_t ipclose_set(const Params& p, uint32_t, AtResponse* out) {
     if (!p.link(0, &index) || p.count() != 1) {
         return fail(out, ERR_BAD_PARAM);
     }
-    if (!st().links[index].open) {
+    Link& l = st().links[index];
+    if (l.connecting) {
+        net()->close(index);
+        connect_failed(index, ERR_ABORTED);
+        return ok(out);
+    }
+    if (!l.open) {
         return fail(out, ERR_NOT_ALLOWED);
     }
     close_link(index, CAUSE_COMMAND);
@@ -667,14 +831,25 @@ int32_t ipclose_query(AtResponse* out) {
                           l[2].open, l[3].open, l[4].open));
 }
 
+// Data for the real network; the flow counter counts it when it is out.
+void queue_send(uint32_t index, std::string_view data) {
+    Link& l = link_at(index);
+    l.queued += data.size();
+    net()->send(index, data);
+}
+
 int32_t send_on(uint32_t index, const std::string& data) {
+    if (net() != nullptr) {
+        queue_send(index, data);
+        return 0;
+    }
     Link& l = st().links[index];
     l.sent += data.size();
     if (peer_resets(index)) {
         close_link(index, CAUSE_PEER);
         return -1;
     }
-    peer_echoes(index, data);
+    peer_sends(index, data);
     return 0;
 }
 
@@ -710,6 +885,12 @@ int32_t ipsendex_set(const Params& p, uint32_t, AtResponse* out) {
     }
     const uint32_t channel = st().links[index].channel;
     out->m_length = 0;
+    if (net() != nullptr) {
+        // The late result comes when the network has sent the data.
+        queue_send(index, data);
+        st().links[index].sendex.push_back(st().links[index].queued);
+        return 0;
+    }
     if (peer_resets(index)) {
         raise_late(IPSTACK_CMD_IPSENDEX, ERR_CONN_RESET, channel, index);
         send_on(index, data);
@@ -751,6 +932,15 @@ int32_t ipflowq_query(AtResponse* out) {
     return list_reply(out, lines);
 }
 
+// The settings of ^IPCFL and ^IPOPT hold for the real network's sockets.
+void configure_network() {
+    const State& s = st();
+    if (net() != nullptr) {
+        net()->configure(net_links::Settings{s.send_timer, s.packet_size, s.ipopt[0] != 0,
+                                             s.ipopt[1] != 0, s.ipopt[2]});
+    }
+}
+
 int32_t ipcfl_set(const Params& p, uint32_t, AtResponse* out) {
     State& s = st();
     uint32_t param = 0;
@@ -767,6 +957,7 @@ int32_t ipcfl_set(const Params& p, uint32_t, AtResponse* out) {
     } else {
         return fail(out, ERR_BAD_PARAM);
     }
+    configure_network();
     return ok(out);
 }
 
@@ -789,6 +980,10 @@ int32_t iprcv_set(const Params& p, uint32_t, AtResponse* out) {
     }
     const std::string data = l.rx.substr(0, max);
     l.rx.erase(0, data.size());
+    if (l.held && l.rx.size() < kMaxRxBuffer) {
+        l.held = false;
+        net()->resume(index);
+    }
     // The data may hold any byte; the length says where the reply ends.
     return reply(out, fmt("\r\n^IPRCV: %u,%zu,", index + 1, data.size()) + data + "\r\n\r\nOK\r\n");
 }
@@ -809,6 +1004,7 @@ int32_t ipopt_set(const Params& p, uint32_t, AtResponse* out) {
         return fail(out, ERR_BAD_PARAM);
     }
     st().ipopt[option - 1] = value;
+    configure_network();
     return ok(out);
 }
 
@@ -840,16 +1036,21 @@ bool port_listened(uint32_t port) {
     return false;
 }
 
-int32_t open_listener(uint32_t slot, bool udp, uint32_t port, AtResponse* out) {
+// A listener's links report on the channel of the port it was opened on.
+int32_t open_listener(uint32_t slot, bool udp, uint32_t port, uint32_t at_port, AtResponse* out) {
     if (!st().inited || st().listeners[slot].open || port_listened(port)) {
         return fail(out, ERR_NOT_ALLOWED);
     }
-    st().listeners[slot] = Listener{true, udp, port};
+    const uint32_t error = net() != nullptr ? net()->listen(slot, udp, port) : 0;
+    if (error != 0) {
+        return fail(out, static_cast<int32_t>(error));
+    }
+    st().listeners[slot] = Listener{true, udp, port, channel_of_port(at_port)};
     raise_server_state(slot + 1, SERVER_LISTENING, port);
     return ok(out);
 }
 
-int32_t iplisten_set(const Params& p, uint32_t, AtResponse* out) {
+int32_t iplisten_set(const Params& p, uint32_t at_port, AtResponse* out) {
     bool udp = false;
     uint32_t port = 0;
     if (!proto_of(p.text(0), &udp) || !p.number(1, 1, 65535, &port) || p.count() != 2) {
@@ -857,7 +1058,7 @@ int32_t iplisten_set(const Params& p, uint32_t, AtResponse* out) {
     }
     for (uint32_t i = 0; i < kListeners; ++i) {
         if (!st().listeners[i].open) {
-            return open_listener(i, udp, port, out);
+            return open_listener(i, udp, port, at_port, out);
         }
     }
     return fail(out, ERR_NOT_ALLOWED);
@@ -867,7 +1068,7 @@ int32_t iplisten_query(AtResponse* out) {
     return list_reply(out, listener_lines("^IPLISTEN"));
 }
 
-int32_t iplistenex_set(const Params& p, uint32_t, AtResponse* out) {
+int32_t iplistenex_set(const Params& p, uint32_t at_port, AtResponse* out) {
     uint32_t id = 0;
     uint32_t on = 0;
     if (!p.number(0, 1, kListeners, &id) || !p.number(1, 0, 1, &on)) {
@@ -877,12 +1078,10 @@ int32_t iplistenex_set(const Params& p, uint32_t, AtResponse* out) {
         if (p.count() != 2) {
             return fail(out, ERR_BAD_PARAM);
         }
-        Listener& l = st().listeners[id - 1];
-        if (!l.open) {
+        if (!st().listeners[id - 1].open) {
             return fail(out, ERR_NOT_ALLOWED);
         }
-        l.open = false;
-        raise_server_state(id, SERVER_CLOSED, l.port);
+        close_listener(id - 1);
         return ok(out);
     }
     bool udp = false;
@@ -890,7 +1089,7 @@ int32_t iplistenex_set(const Params& p, uint32_t, AtResponse* out) {
     if (!proto_of(p.text(2), &udp) || !p.number(3, 1, 65535, &port) || p.count() != 4) {
         return fail(out, ERR_BAD_PARAM);
     }
-    return open_listener(id - 1, udp, port, out);
+    return open_listener(id - 1, udp, port, at_port, out);
 }
 
 int32_t iplistenex_query(AtResponse* out) {
@@ -981,7 +1180,13 @@ std::string transfer_text(TransferKind kind, const TransferResult& r) {
 // and its late result on the port of the command when it ends.
 int32_t transfer(const TransferRequest& r, uint32_t port, AtResponse* out) {
     TransferResult result;
-    switch (net_transfer_run(r, kTransferWaitMs, channel_of_port(port), transfer_ended, &result)) {
+    // The command holds the state's lock; the network's thread goes on while
+    // the command waits for its transfer.
+    g_mu.unlock();
+    const TransferStart started =
+        net_transfer_run(r, kTransferWaitMs, channel_of_port(port), transfer_ended, &result);
+    g_mu.lock();
+    switch (started) {
         case TransferStart::Busy:
             return fail(out, ERR_NOT_ALLOWED);
         case TransferStart::Late:
@@ -1154,6 +1359,12 @@ int32_t sslmng_set(const Params& p, uint32_t, AtResponse* out) {
         if (it != certs.end() || certs.size() >= kMaxCerts) {
             return fail(out, ERR_NOT_ALLOWED);
         }
+        // Over the real network a certificate is a PEM file in the run directory.
+        char path[512];
+        if (net() != nullptr &&
+            (!host_run_path(name.c_str(), path, sizeof path) || !net()->certificate(path))) {
+            return fail(out, ERR_BAD_PARAM);
+        }
         certs.push_back(name);
     } else {
         if (it == certs.end()) {
@@ -1207,8 +1418,20 @@ int32_t sslo_set(const Params& p, uint32_t port, AtResponse* out) {
         p.count() != 2) {
         return fail(out, ERR_BAD_PARAM);
     }
-    if (!s.inited || !s.ssl_enabled || s.ssl.open) {
+    if (!s.inited || !s.ssl_enabled || s.ssl.open || s.ssl.connecting) {
         return fail(out, ERR_NOT_ALLOWED);
+    }
+    if (net() != nullptr) {
+        net_links::Tls tls{s.ssl_verify == 1, {}};
+        for (const std::string& name : s.certs) {
+            char path[512];
+            if (host_run_path(name.c_str(), path, sizeof path)) {
+                tls.trusted.emplace_back(path);
+            }
+        }
+        s.ssl_rx.clear();
+        return connect_link(kSslIndex, net_links::Peer{false, host, remote_port, 0}, &tls, port,
+                            out);
     }
     if (contains(host, "unreachable") || (s.ssl_verify == 1 && s.certs.empty())) {
         SIM_TRACE(TRACE_LEVEL_INFO, "SSL link to %s: no handshake\n", host.c_str());
@@ -1234,6 +1457,11 @@ int32_t sslc_set(const Params& p, uint32_t, AtResponse* out) {
     if (p.count() != 0) {
         return fail(out, ERR_BAD_PARAM);
     }
+    if (st().ssl.connecting) {
+        net()->close(kSslIndex);
+        connect_failed(kSslIndex, ERR_ABORTED);
+        return ok(out);
+    }
     if (!st().ssl.open) {
         return fail(out, ERR_NOT_ALLOWED);
     }
@@ -1254,6 +1482,10 @@ int32_t ssltx_set(const Params& p, uint32_t, AtResponse* out) {
     if (!s.ssl.open) {
         return fail(out, ERR_NOT_ALLOWED);
     }
+    if (net() != nullptr) {
+        queue_send(kSslIndex, data);
+        return reply(out, fmt("\r\n^SSLTX: %zu\r\n\r\nOK\r\n", data.size()));
+    }
     s.ssl.sent += data.size();
     // The SSL peer echoes too; ^SSLRX collects what came back.
     s.ssl.received += data.size();
@@ -1265,24 +1497,10 @@ int32_t ssltx_query(AtResponse* out) {
     return list_reply(out, {fmt("^SSLTX: %llu", static_cast<unsigned long long>(st().ssl.sent))});
 }
 
-// ^SSLRX answers nothing at once. Waiting data comes as an SSL data report
-// and the final OK as a late result; without data it waits for the time
-// given (seconds, default 5) and ends with the time-out result.
-int32_t sslrx_set(const Params& p, uint32_t, AtResponse* out) {
-    uint32_t timeout = 5;
-    if ((p.count() > 0 && !p.number(0, 0, 60, &timeout)) || p.count() > 1) {
-        return fail(out, ERR_BAD_PARAM);
-    }
+// Hands the next received bytes of the SSL link to the host: as many as one
+// report holds, encoded when ^SSLCFG 1 says so.
+void deliver_ssl() {
     State& s = st();
-    if (!s.ssl.open) {
-        return fail(out, ERR_NOT_ALLOWED);
-    }
-    out->m_length = 0;
-    if (s.ssl_rx.empty()) {
-        osa_sleep(timeout * 1000);
-        raise_late(IPSTACK_CMD_SSLRX, IPSTACK_ERR_TIMEOUT, s.ssl.channel, 0);
-        return 0;
-    }
     const bool encoded = s.ssl_encoding == 1;
     const size_t raw =
         std::min(s.ssl_rx.size(), encoded ? IPSTACK_DATA_MAX / 4 * 3 : IPSTACK_DATA_MAX);
@@ -1290,12 +1508,161 @@ int32_t sslrx_set(const Params& p, uint32_t, AtResponse* out) {
     s.ssl_rx.erase(0, raw);
     raise_data(kSslIndex, s.ssl.channel, IPSTACK_LINK_SSL_A, static_cast<uint32_t>(raw),
                encoded ? base64(data) : data, encoded);
-    raise_late(IPSTACK_CMD_SSLRX, 0, s.ssl.channel, 0);
+    if (s.ssl.held && s.ssl_rx.size() < kMaxRxBuffer) {
+        s.ssl.held = false;
+        net()->resume(kSslIndex);
+    }
+}
+
+// ^SSLRX answers nothing at once. Waiting data comes as an SSL data report
+// and the final OK as a late result; without data it waits for the time
+// given (seconds, default 5) and ends with the time-out result. The
+// scripted peer sends nothing while the command waits; over the real
+// network the wait goes on after the answer, and data ends it.
+int32_t sslrx_set(const Params& p, uint32_t, AtResponse* out) {
+    uint32_t timeout = 5;
+    if ((p.count() > 0 && !p.number(0, 0, 60, &timeout)) || p.count() > 1) {
+        return fail(out, ERR_BAD_PARAM);
+    }
+    State& s = st();
+    if ((!s.ssl.open && s.ssl_rx.empty()) || s.ssl_waiting) {
+        return fail(out, ERR_NOT_ALLOWED);
+    }
+    out->m_length = 0;
+    if (!s.ssl_rx.empty()) {
+        deliver_ssl();
+        raise_late(IPSTACK_CMD_SSLRX, 0, s.ssl.channel, 0);
+    } else if (net() == nullptr || timeout == 0) {
+        osa_sleep(timeout * 1000);
+        raise_late(IPSTACK_CMD_SSLRX, IPSTACK_ERR_TIMEOUT, s.ssl.channel, 0);
+    } else {
+        s.ssl_waiting = true;
+        s.running_kind = IPSTACK_CMD_SSLRX;
+        net()->timer(timeout * 1000);
+    }
     return 0;
 }
 
 int32_t sslrx_query(AtResponse* out) {
     return list_reply(out, {fmt("^SSLRX: %zu", st().ssl_rx.size())});
+}
+
+// What the real network tells the service, on the network's thread.
+class NetSide final : public net_links::Events {
+  public:
+    void connected(uint32_t link, uint32_t error, uint32_t local_port) override {
+        const Deferred d;
+        Link& l = link_at(link);
+        if (!l.connecting) {
+            return;
+        }
+        if (error != 0) {
+            connect_failed(link, error);
+            return;
+        }
+        l.connecting = false;
+        l.open = true;
+        l.local_port = local_port;
+        st().connect_outcome[link] = 0;
+        if (std::exchange(l.late, false)) {
+            raise_late(link == kSslIndex ? KIND_SSLO : KIND_IPOPEN, 0, l.channel, 0);
+        }
+        // The SSL link reports only its end.
+        if (link != kSslIndex) {
+            raise_link_state(link, LINK_UP, CAUSE_COMMAND);
+        }
+        g_cv.notify_all();
+    }
+
+    bool received(uint32_t link, std::string_view bytes) override {
+        const Deferred d;
+        State& s = st();
+        if (link != kSslIndex) {
+            return peer_sends(link, bytes);
+        }
+        s.ssl.received += bytes.size();
+        s.ssl_rx.append(bytes);
+        if (s.ssl_waiting) {
+            s.ssl_waiting = false;
+            net()->timer(0);
+            deliver_ssl();
+            raise_late(IPSTACK_CMD_SSLRX, 0, s.ssl.channel, 0);
+        }
+        s.ssl.held = s.ssl_rx.size() >= kMaxRxBuffer;
+        return !s.ssl.held;
+    }
+
+    void written(uint32_t link, size_t n) override {
+        const Deferred d;
+        Link& l = link_at(link);
+        l.sent += n;
+        while (!l.sendex.empty() && l.sendex.front() <= l.sent) {
+            l.sendex.pop_front();
+            raise_late(IPSTACK_CMD_IPSENDEX, 0, l.channel, link);
+        }
+    }
+
+    void closed(uint32_t link, uint32_t error) override {
+        const Deferred d;
+        SIM_TRACE(TRACE_LEVEL_INFO, "link %u ended by the peer (%u)\n", link + 1, error);
+        if (link_at(link).open) {
+            link == kSslIndex ? close_ssl(CAUSE_PEER) : close_link(link, CAUSE_PEER);
+        }
+    }
+
+    bool accepted(uint32_t id, const std::string& host, uint32_t port, uint32_t* link) override {
+        const Deferred d;
+        const Listener& li = st().listeners[id];
+        for (uint32_t i = 0; i < kLinks && li.open; ++i) {
+            Link& l = st().links[i];
+            if (!l.open && !l.connecting) {
+                const bool heartbeat = l.heartbeat;
+                l = Link{};
+                l.heartbeat = heartbeat;
+                l.open = true;
+                l.udp = li.udp;
+                l.host = host;
+                l.port = port;
+                l.local_port = li.port;
+                l.channel = li.channel;
+                // Opened by the peer: cause 1, as for a close by the peer.
+                raise_link_state(i, LINK_UP, CAUSE_PEER);
+                *link = i;
+                return true;
+            }
+        }
+        return false;
+    }
+
+    void timer() override {
+        const Deferred d;
+        end_ssl_wait(IPSTACK_ERR_TIMEOUT);
+    }
+
+    void flush() override {
+        for (const Raised& r : std::exchange(t_outbox, {})) {
+            raise(r.event, r.slot, r.record.data(), static_cast<uint32_t>(r.record.size()));
+        }
+    }
+
+  private:
+    // Events raised while the network's thread holds the lock wait for flush.
+    struct Deferred {
+        Deferred() { t_defer = true; }
+        ~Deferred() { t_defer = false; }
+    };
+};
+
+net_links::Links* net() {
+    if (!real_network()) {
+        return nullptr;
+    }
+#if TANDREL_HOST_NETWORK
+    static NetSide side;
+    return &net_links::links(g_mu, side);
+#else
+    return nullptr;
+#endif
 }
 
 const Command kIpinit{"^IPINIT", ipinit_set, ipinit_query,
@@ -1353,6 +1720,8 @@ void sim_ipstack_set_raise(SimIpstackRaise raise) {
 }
 
 void sim_ipstack_reset(void) {
+    const std::lock_guard<std::mutex> lock(g_mu);
+    teardown(CAUSE_COMMAND);
     st() = State{};
 }
 
@@ -1443,21 +1812,39 @@ int32_t ipstack_at_exec_sslrx_cmd(AtRequest* in, AtResponse* out) {
     return run(kSslrx, in, out);
 }
 
-// A running transfer can be aborted; every other command has run to its end
-// before an abort reaches the service.
+// An abort ends a running transfer (no late result follows), or else the
+// last command that answered before it ended (a connect, an SSL handshake, a
+// wait of ^SSLRX), if it still runs: its late result then carries error 125.
+// A command of the scripted world has always run to its end before the
+// abort reaches the service.
 int32_t ipstack_at_abort_at_cmd(void) {
     if (net_transfer_abort()) {
         return 0;
     }
-    SIM_TRACE(TRACE_LEVEL_INFO, "abort: no command running\n");
-    return 1;
+    const std::lock_guard<std::mutex> lock(g_mu);
+    State& s = st();
+    const uint32_t kind = std::exchange(s.running_kind, 0);
+    if ((kind == KIND_IPOPEN || kind == KIND_SSLO) && link_at(s.running_link).connecting &&
+        link_at(s.running_link).late) {
+        net()->close(s.running_link);
+        connect_failed(s.running_link, ERR_ABORTED);
+    } else if (kind == IPSTACK_CMD_SSLRX && s.ssl_waiting) {
+        end_ssl_wait(ERR_ABORTED);
+    } else {
+        SIM_TRACE(TRACE_LEVEL_INFO, "abort: no command running\n");
+        return 1;
+    }
+    SIM_TRACE(TRACE_LEVEL_INFO, "abort: command of kind %u ended\n", kind);
+    return 0;
 }
 
 void ipstack_reset_ssl_enable_status(void) {
+    const std::lock_guard<std::mutex> lock(g_mu);
     st().ssl_enabled = false;
 }
 
 void reset_http_sock_type(void) {
+    const std::lock_guard<std::mutex> lock(g_mu);
     st().http_sock_type = 0;
 }
 
@@ -1479,13 +1866,18 @@ void ipstack_at_set_cme_error(uint32_t error, char* buffer, int32_t mode) {
 
 // The heartbeat: every open link whose heartbeat is on sends the heartbeat data.
 void ipstack_hbecat_main(void) {
+    const std::lock_guard<std::mutex> lock(g_mu);
     State& s = st();
     std::string bytes;
     hex_decode(s.hbe_data, &bytes);
     for (uint32_t i = 0; i < kLinks; ++i) {
         Link& l = s.links[i];
         if (l.open && l.heartbeat) {
-            l.sent += bytes.size();
+            if (net() != nullptr) {
+                queue_send(i, bytes);
+            } else {
+                l.sent += bytes.size();
+            }
             ++s.heartbeats;
             SIM_TRACE(TRACE_LEVEL_DEBUG, "heartbeat on link %u\n", i + 1);
         }
@@ -1496,6 +1888,7 @@ void ipstack_hbecat_main(void) {
 // heartbeats it may miss.
 int32_t ipstack_hbe_maxtime(int32_t arg) {
     SIM_TRACE(TRACE_LEVEL_DEBUG, "heartbeat maximum time (%d)\n", arg);
+    const std::lock_guard<std::mutex> lock(g_mu);
     return static_cast<int32_t>(st().hbe_interval * st().hbe_max);
 }
 
