@@ -166,6 +166,10 @@ void settle(FotaSim& s) {
     const World& w = world();
     s.downloaded = w.has_target ? package_on_hand() : 0;
     s.percent = w.has_target ? percent_of(s.downloaded, w.target.size) : 0;
+    if (s.downloaded > 0) {
+        copy_text(s.package, sizeof s.package, s.offered_package);
+        s.package_size = w.target.size;
+    }
     if (!w.has_target) {
         s.phase = FotaPhase::Idle;
     } else if (w.target.size != 0 && s.downloaded == w.target.size) {
@@ -183,6 +187,8 @@ void forget_target(FotaSim& s) {
     s.version[0] = '\0';
     s.offered_size = 0;
     s.offered_package[0] = '\0';
+    s.package[0] = '\0';
+    s.package_size = 0;
 }
 
 FotaServerConfig config(const FotaSim& s) {
@@ -522,8 +528,6 @@ void install(FotaSim& s, Lock& lock) {
     fota_raise_state(s, SIM_FOTA_STATE_INSTALLED);
     forget_target(s);
     settle(s);
-    s.package[0] = '\0';
-    s.package_size = 0;
 }
 
 }  // namespace
