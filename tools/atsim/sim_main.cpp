@@ -574,7 +574,8 @@ bool Sim::start() {
 
 // Starts the daemon and waits for its registration.
 bool Sim::start_daemon() {
-    const int daemon_log = open(daemon_.log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    const int daemon_log =
+        open(daemon_.log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
     if (daemon_log < 0) {
         say(daemon_.log + ": " + std::strerror(errno));
         return false;

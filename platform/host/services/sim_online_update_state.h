@@ -38,7 +38,7 @@ struct FotaSim {
     uint32_t sms_policy = 0;
     uint32_t sms_auto_download = 0;
     FotaPhase phase = FotaPhase::Idle;
-    bool download_when_found = false;  // this detection downloads on its own
+    bool download_when_found = false;                   // this detection downloads on its own
     std::chrono::steady_clock::time_point next_step;    // when a scripted phase advances
     std::chrono::steady_clock::time_point next_detect;  // periodic detection while detect_mode is 1
     uint32_t percent = 0;
@@ -48,9 +48,9 @@ struct FotaSim {
     // Changes with every start, pause, resume and cancel of a download, so a
     // transfer under way knows it is no longer wanted.
     uint32_t download_epoch = 0;
-    bool discard = false;                   // a cancel: the package on hand goes
+    bool discard = false;                      // a cancel: the package on hand goes
     char oem_package[FOTA_OEM_ARG_SIZE] = {};  // named by ^FOTAOEMDL, not yet under way
-    FotaStateInfo last{};  // the last state raised; answers request 3035
+    FotaStateInfo last{};                      // the last state raised; answers request 3035
     uint32_t fail_next = 0;
     std::deque<FotaPending> outbox;
     void (*wake_world)() = nullptr;  // besides cv: wakes a world that waits elsewhere

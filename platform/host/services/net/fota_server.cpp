@@ -1,4 +1,4 @@
-// The update server as the host's update service reaches it: manifests, resumable transfers (libcurl), package digests.
+// The update server as the host's update service reaches it: manifests, transfers, digests.
 #include "fota_server.h"
 
 #include <curl/curl.h>
@@ -201,7 +201,9 @@ int32_t fota_manifest_parse(const char* text, size_t len, bool digest_optional, 
         const size_t klen = static_cast<size_t>(eq - line);
         const char* v = eq + 1;
         const size_t vlen = n - klen - 1;
-        const auto key = [&](const char* k) { return klen == strlen(k) && memcmp(line, k, klen) == 0; };
+        const auto key = [&](const char* k) {
+            return klen == strlen(k) && memcmp(line, k, klen) == 0;
+        };
         unsigned bit = 0;
         bool ok = true;
         if (key("version")) {
@@ -226,7 +228,8 @@ int32_t fota_manifest_parse(const char* text, size_t len, bool digest_optional, 
         }
         seen |= bit;
     }
-    const unsigned needed = digest_optional ? kVersion | kPackage : kVersion | kPackage | kSize | kDigest;
+    const unsigned needed =
+        digest_optional ? kVersion | kPackage : kVersion | kPackage | kSize | kDigest;
     if ((seen & needed) != needed || (!digest_optional && m->size == 0)) {
         return kFotaBadManifest;
     }

@@ -1,4 +1,4 @@
-// The update server as the host's update service reaches it: manifests, resumable transfers (libcurl), package digests.
+// The update server as the host's update service reaches it: manifests, transfers, digests.
 #pragma once
 
 #include <cstddef>
@@ -46,7 +46,7 @@ size_t fota_manifest_format(const FotaManifest& m, char* out, size_t size);
 
 // Where and how the server is reached.
 struct FotaServerConfig {
-    char base[kFotaUrlSize];  // http:// or https:// base URL
+    char base[kFotaUrlSize];     // http:// or https:// base URL
     char ca_file[kFotaUrlSize];  // CA certificates to trust; empty: the system's
     uint32_t auth_type;          // 0 none, 1 basic, 2 digest
     char user[FOTA_USER_SIZE];

@@ -1,4 +1,4 @@
-// The host update service's world of a real update server: detection, download and installation, kept in the run directory.
+// The update service's world of a real update server: detection, download, installation.
 #include "fota_world.h"
 
 #include <fcntl.h>
@@ -59,7 +59,9 @@ void copy_text(char* dst, size_t size, const char* src) {
     strncpy_s(dst, size, src, size - 1);
 }
 
-bool run_path(const char* name, char* out) { return host_run_path(name, out, PATH_MAX); }
+bool run_path(const char* name, char* out) {
+    return host_run_path(name, out, PATH_MAX);
+}
 
 void sync_run_dir() {
     const int fd = open(host_run_dir(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -140,7 +142,7 @@ uint64_t package_on_hand() {
     char path[PATH_MAX];
     struct stat st {};
     return run_path(kPackageFile, path) && stat(path, &st) == 0 ? static_cast<uint64_t>(st.st_size)
-                                                                 : 0;
+                                                                : 0;
 }
 
 uint32_t percent_of(uint64_t have, uint32_t size) {
@@ -219,7 +221,9 @@ bool manifest_data(void* ctx, uint64_t offset, const char* bytes, size_t n, int6
     return true;
 }
 
-bool always(void*) { return true; }
+bool always(void*) {
+    return true;
+}
 
 int32_t fetch_manifest(const FotaServerConfig& cfg, FotaManifest* m) {
     char url[kFotaUrlSize];
@@ -287,9 +291,9 @@ struct Transfer {
     int fd;
     uint32_t epoch;
     uint64_t have;
-    uint32_t size;   // 0 until known (a package named directly)
-    uint32_t step;   // the last percentage reported
-    int32_t failure; // found by the sink
+    uint32_t size;    // 0 until known (a package named directly)
+    uint32_t step;    // the last percentage reported
+    int32_t failure;  // found by the sink
 };
 
 // With the lock held: one report per step reached, however the bytes came.
@@ -594,8 +598,8 @@ void* fota_world_worker(void*) {
         } else if (std::chrono::steady_clock::now() < s.next_detect) {
             s.cv.wait_until(lock, s.next_detect);
         } else {
-            s.next_detect = std::chrono::steady_clock::now() +
-                            std::chrono::minutes(s.mode.detect_interval);
+            s.next_detect =
+                std::chrono::steady_clock::now() + std::chrono::minutes(s.mode.detect_interval);
             fota_start_detection(s, false);
         }
     }

@@ -1,4 +1,4 @@
-// The host update service's world of a real update server: detection, download and installation, kept in the run directory.
+// The update service's world of a real update server: detection, download, installation.
 #pragma once
 
 #include "services/sim_online_update_state.h"
