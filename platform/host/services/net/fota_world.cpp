@@ -447,7 +447,10 @@ void download(FotaSim& s, Lock& lock) {
         fota_raise_pair(s, static_cast<int32_t>(SIM_FOTA_STATE_DOWNLOADED), failure);
         return;
     }
-    w.target.size = t.size;
+    if (w.target.size != t.size) {
+        w.target.size = t.size;  // now known: a restart finds the package complete
+        save_manifest(kTargetFile, w.target);
+    }
     s.package_size = t.size;
     s.offered_size = t.size;
     s.downloaded = t.size;
