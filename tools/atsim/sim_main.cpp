@@ -49,6 +49,9 @@ constexpr milliseconds kPortsWait{10000};
 constexpr milliseconds kRegistrationWait{20000};
 constexpr milliseconds kBytesWait{5000};
 constexpr milliseconds kStopWait{3000};
+// A daemon restarted by a batch may be under valgrind, whose leak check at
+// the stop takes longer than that.
+constexpr milliseconds kRestartStopWait{30000};
 
 int g_signal_pipe[2] = {-1, -1};
 
@@ -64,7 +67,7 @@ void say(const std::string& msg) { std::fprintf(stderr, "tandrel-sim: %s\n", msg
 // ---- batch input -----------------------------------------------------------
 
 struct Step {
-    enum class Kind { Line, Type, Sync, Wait, Port, Notify, Shell } kind;
+    enum class Kind { Line, Type, Sync, Wait, Port, Notify, Shell, Restart } kind;
     std::string text;  // Line, Type: bytes to send; Port: port name; Notify: tool arguments;
                        // Shell: the command
     int ms = 0;        // Wait
@@ -152,6 +155,8 @@ bool parse_batch(std::istream& in, std::vector<Step>& steps) {
         } else if (word == "@sh" && arg.find_first_not_of(' ') != std::string::npos) {
             s.kind = Step::Kind::Shell;
             s.text = arg;
+        } else if (word == "@restart" && arg.empty()) {
+            s.kind = Step::Kind::Restart;
         } else {
             say("batch line " + std::to_string(no) + ": bad directive \"" + line + "\"" +
                 (why.empty() ? "" : " (" + why + ")"));
@@ -236,13 +241,13 @@ void reap(Child& c) {
     }
 }
 
-void stop(Child& c) {
+void stop(Child& c, milliseconds wait = kStopWait) {
     reap(c);
     if (!c.running) {
         return;
     }
     kill(c.pid, SIGTERM);
-    const auto until = Clock::now() + kStopWait;
+    const auto until = Clock::now() + wait;
     while (Clock::now() < until) {
         reap(c);
         if (!c.running) {
@@ -293,6 +298,8 @@ public:
 
 private:
     bool start();
+    bool start_daemon();
+    bool restart_daemon(int line_no);
     void shutdown();
     // Serves events until done() holds (true), the deadline passes, a child
     // stops or a signal arrives (false).
@@ -309,6 +316,7 @@ private:
 
     Options opt_;
     std::string dir_;
+    std::vector<std::string> env_;  // of both children
     bool temp_dir_ = false;
     Child atsim_{"tandrel-atsim", "", -1, false, 0};
     Child daemon_{"tandrel", "", -1, false, 0};
@@ -520,7 +528,7 @@ bool Sim::start() {
     }
 
     const std::string port_id = std::to_string(kDriverPortIdBase + static_cast<uint32_t>(getpid()));
-    const std::vector<std::string> env = {
+    env_ = {
         "TANDREL_RUN_DIR=" + dir_,
         "TANDREL_NL_DRIVER_PID=" + port_id,
         "TANDREL_TRACE=" + dir_ + "/trace.log",
@@ -535,8 +543,7 @@ bool Sim::start() {
     atsim_.log = dir_ + "/atsim.log";
     daemon_.log = dir_ + "/tandrel.log";
     const int atsim_log = open(atsim_.log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    const int daemon_log = open(daemon_.log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
-    if (atsim_log < 0 || daemon_log < 0) {
+    if (atsim_log < 0) {
         say("logs in " + dir_ + ": " + std::strerror(errno));
         return false;
     }
@@ -548,11 +555,10 @@ bool Sim::start() {
         argv.push_back("--timeout-scale");
         argv.push_back(opt_.timeout_scale);
     }
-    const bool ok = spawn(atsim_, argv, env, atsim_log, status[1]);
+    const bool ok = spawn(atsim_, argv, env_, atsim_log, status[1]);
     close(status[1]);
     close(atsim_log);
     if (!ok || !pump([&] { return ports_ready_; }, Clock::now() + kPortsWait)) {
-        close(daemon_log);
         if (!interrupted_) {
             say("tandrel-atsim did not offer its ports; see " + atsim_.log);
         }
@@ -561,16 +567,41 @@ bool Sim::start() {
     // The batch terminal is attached before the daemon starts, so it sees
     // everything the daemon sends to PCUI.
     if (opt_.batch && !open_port(current_)) {
-        close(daemon_log);
         return false;
     }
-    const bool daemon_ok = spawn(daemon_, {opt_.daemon}, env, daemon_log, -1);
+    return start_daemon();
+}
+
+// Starts the daemon and waits for its registration.
+bool Sim::start_daemon() {
+    const int daemon_log =
+        open(daemon_.log.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+    if (daemon_log < 0) {
+        say(daemon_.log + ": " + std::strerror(errno));
+        return false;
+    }
+    registered_ = false;
+    const bool daemon_ok = spawn(daemon_, {opt_.daemon}, env_, daemon_log, -1);
     close(daemon_log);
     if (!daemon_ok || !pump([&] { return registered_; }, Clock::now() + kRegistrationWait)) {
         if (!interrupted_ && daemon_.running && atsim_.running) {
             say("the daemon did not register its commands; see " + daemon_.log + " and " +
                 atsim_.log);
         }
+        return false;
+    }
+    return true;
+}
+
+// Stops the daemon as the driver's own stop does (SIGTERM, which the daemon
+// does not handle: it ends on the spot, its files as they are) and starts it
+// again under the running driver.
+bool Sim::restart_daemon(int line_no) {
+    stopping_ = true;
+    stop(daemon_, kRestartStopWait);
+    stopping_ = false;
+    if (!start_daemon()) {
+        say("batch line " + std::to_string(line_no) + ": the daemon did not come back");
         return false;
     }
     return true;
@@ -685,6 +716,9 @@ int Sim::batch(const std::vector<Step>& steps) {
                 break;
             case Step::Kind::Shell:
                 ok = run_tool({"/bin/sh", "-c", s.text}, s.text, s.line_no) && children_ok();
+                break;
+            case Step::Kind::Restart:
+                ok = restart_daemon(s.line_no);
                 break;
             case Step::Kind::Wait: {
                 const auto until = Clock::now() + milliseconds(s.ms);

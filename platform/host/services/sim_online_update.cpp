@@ -2,19 +2,32 @@
 #include "sim_online_update.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
-#include <mutex>
 
 #include "host_env.h"
 #include "module_info.h"
 #include "notify_bus.h"
-#include "online_update.h"
 #include "osa.h"
 #include "qsp_notify.h"
+#include "sim_online_update_state.h"
 #include "tandrel_trace.h"
+
+#if TANDREL_HOST_NETWORK
+#include "net/fota_world.h"
+#else
+// A build without the host's network libraries has the scripted world only.
+inline bool fota_world_start(FotaSim&) { return false; }
+inline void* fota_world_worker(void*) { return nullptr; }
+#endif
+
+using Phase = FotaPhase;
+using Sim = FotaSim;
+
+FotaSim& fota_sim() {
+    static FotaSim* s = new FotaSim();
+    return *s;
+}
 
 namespace {
 
@@ -32,42 +45,7 @@ constexpr FotaModeRecord kDefaultMode{0, 0, 0, 1, 7};
 
 #define SIM_TRACE(level, ...) TANDREL_TRACE_TAG("host", level, __VA_ARGS__)
 
-enum class Phase { Idle, Detecting, Found, Downloading, Paused, Downloaded, Installing };
-
-// An event waiting to be raised by the worker, in order.
-struct Pending {
-    uint32_t event;
-    FotaStateInfo info;  // 63000
-    int32_t a, b;        // 63001
-};
-
-struct Sim {
-    std::mutex mu;
-    std::condition_variable cv;
-    bool started = false;
-    uint32_t step_ms = kDefaultStepMs;
-    char version[FOTA_VERSION_SIZE] = {};  // offered; empty: nothing newer
-    FotaModeRecord mode = kDefaultMode;
-    FotaConnectPara connect{};
-    uint32_t sms_policy = 0;
-    uint32_t sms_auto_download = 0;
-    Phase phase = Phase::Idle;
-    bool download_when_found = false;  // this detection downloads on its own
-    Clock::time_point next_step;       // when a running phase advances
-    Clock::time_point next_detect;     // periodic detection while detect_mode is 1
-    uint32_t percent = 0;
-    char package[FOTA_PACKAGE_NAME_SIZE] = {};
-    uint32_t package_size = 0;
-    FotaStateInfo last{};  // the last state raised; answers request 3035
-    uint32_t fail_next = 0;
-    std::deque<Pending> outbox;
-};
-
-// Never destroyed: the worker thread may still run while the process exits.
-Sim& sim() {
-    static Sim* s = new Sim();
-    return *s;
-}
+Sim& sim() { return fota_sim(); }
 
 bool running(Phase p) {
     return p == Phase::Detecting || p == Phase::Downloading || p == Phase::Installing;
@@ -77,31 +55,9 @@ void copy_text(char* dst, size_t size, const char* src) {
     strncpy_s(dst, size, src, size - 1);
 }
 
-// Queues a state record for the daemon and keeps it as the last state.
-void raise_state(Sim& s, uint32_t state, uint32_t detail = 0) {
-    FotaStateInfo info{};
-    info.state = state;
-    info.detail = detail;
-    if (s.version[0] != '\0') {
-        copy_text(info.version, sizeof info.version, s.version);
-        copy_text(info.description, sizeof info.description, kDescription);
-        info.size = kPackageSize;
-    }
-    s.last = info;
-    s.outbox.push_back(Pending{UPDATE_EVT_STATE, info, 0, 0});
-    s.cv.notify_all();
-}
-
-void raise_pair(Sim& s, int32_t a, int32_t b) {
-    s.last.state = static_cast<uint32_t>(a);
-    s.last.detail = static_cast<uint32_t>(b);
-    s.outbox.push_back(Pending{UPDATE_EVT_STATE_PAIR, {}, a, b});
-    s.cv.notify_all();
-}
-
 void raise_event(Sim& s, uint32_t event) {
-    s.outbox.push_back(Pending{event, {}, 0, 0});
-    s.cv.notify_all();
+    s.outbox.push_back(FotaPending{event, {}, 0, 0});
+    fota_wake(s);
 }
 
 void schedule_step(Sim& s) {
@@ -112,47 +68,40 @@ void schedule_detection(Sim& s) {
     s.next_detect = Clock::now() + std::chrono::minutes(s.mode.detect_interval);
 }
 
-void start_detection(Sim& s, bool download_when_found) {
-    s.phase = Phase::Detecting;
-    s.download_when_found = download_when_found;
-    raise_state(s, SIM_FOTA_STATE_DETECTING);
-    schedule_step(s);
+// What the scripted world offers: `version` (empty: nothing newer) in its
+// package of fixed size.
+void offer(Sim& s, const char* version) {
+    copy_text(s.version, sizeof s.version, version);
+    copy_text(s.description, sizeof s.description, kDescription);
+    copy_text(s.offered_package, sizeof s.offered_package, kPackageName);
+    s.offered_size = kPackageSize;
 }
 
-void start_download(Sim& s, const char* package) {
-    if (s.phase != Phase::Paused) {
-        s.percent = 0;
-        copy_text(s.package, sizeof s.package, package);
-        s.package_size = kPackageSize;
-    }
-    s.phase = Phase::Downloading;
-    schedule_step(s);
-}
-
-// One step of the running phase.
+// One step of the scripted world's running phase.
 void advance(Sim& s) {
     switch (s.phase) {
         case Phase::Detecting:
             if (s.version[0] == '\0') {
                 s.phase = Phase::Idle;
-                raise_state(s, SIM_FOTA_STATE_NONE);
+                fota_raise_state(s, SIM_FOTA_STATE_NONE);
                 break;
             }
             s.phase = Phase::Found;
-            raise_state(s, SIM_FOTA_STATE_FOUND);
+            fota_raise_state(s, SIM_FOTA_STATE_FOUND);
             if (s.download_when_found || s.mode.download_mode == 1) {
-                start_download(s, kPackageName);
+                fota_start_download(s, s.offered_package, s.offered_size);
             }
             break;
         case Phase::Downloading:
             s.percent += kDownloadStepPercent;
-            raise_state(s, SIM_FOTA_STATE_DOWNLOADING, s.percent);
+            s.downloaded = static_cast<uint64_t>(s.package_size) * s.percent / 100;
+            fota_raise_state(s, SIM_FOTA_STATE_DOWNLOADING, s.percent);
             if (s.percent < 100) {
                 schedule_step(s);
                 break;
             }
             s.phase = Phase::Downloaded;
-            raise_pair(s, static_cast<int32_t>(SIM_FOTA_STATE_DOWNLOADED), 0);
+            fota_raise_pair(s, static_cast<int32_t>(SIM_FOTA_STATE_DOWNLOADED), 0);
             if (s.mode.update_mode == 1) {
                 s.phase = Phase::Installing;
                 s.percent = 0;
@@ -162,23 +111,24 @@ void advance(Sim& s) {
         case Phase::Installing:
             if (s.percent < 100) {
                 s.percent += kInstallStepPercent;
-                raise_state(s, SIM_FOTA_STATE_INSTALLING, s.percent);
+                fota_raise_state(s, SIM_FOTA_STATE_INSTALLING, s.percent);
                 schedule_step(s);
                 break;
             }
             // The new version is now the module's own: nothing newer is offered.
-            raise_state(s, SIM_FOTA_STATE_INSTALLED);
+            fota_raise_state(s, SIM_FOTA_STATE_INSTALLED);
             s.version[0] = '\0';
             s.phase = Phase::Idle;
             s.package[0] = '\0';
             s.package_size = 0;
+            s.downloaded = 0;
             break;
         default:
             break;
     }
 }
 
-void raise_on_bus(const Pending& p) {
+void raise_on_bus(const FotaPending& p) {
     NotifyEvent e{};
     e.module = NOTIFY_MODULE_UPDATE;
     e.event = p.event;
@@ -198,13 +148,11 @@ void raise_on_bus(const Pending& p) {
     }
 }
 
-// The service's own thread: advances the running phase and the periodic
-// detection, and raises what is queued, in order and outside the lock (the
-// bus may make a raising thread wait while the loop thread calls in here).
+// The scripted world's thread: advances the running phase a step at a time
+// and the periodic detection, and raises what is queued.
 void* worker(void*) {
     Sim& s = sim();
     for (;;) {
-        std::deque<Pending> out;
         {
             std::unique_lock<std::mutex> lock(s.mu);
             const auto deadline = [&s] {
@@ -229,16 +177,79 @@ void* worker(void*) {
                 advance(s);
             } else if (s.mode.detect_mode == 1 && !running(s.phase) && now >= s.next_detect) {
                 schedule_detection(s);
-                start_detection(s, false);
+                fota_start_detection(s, false);
             }
-            out.swap(s.outbox);
         }
-        for (const Pending& p : out) {
-            raise_on_bus(p);
-        }
+        fota_flush(s);
     }
     return nullptr;
 }
+
+}  // namespace
+
+// Queues a state record for the daemon and keeps it as the last state.
+void fota_raise_state(FotaSim& s, uint32_t state, uint32_t detail) {
+    FotaStateInfo info{};
+    info.state = state;
+    info.detail = detail;
+    if (s.version[0] != '\0') {
+        copy_text(info.version, sizeof info.version, s.version);
+        copy_text(info.description, sizeof info.description, s.description);
+        info.size = s.offered_size;
+    }
+    s.last = info;
+    s.outbox.push_back(FotaPending{UPDATE_EVT_STATE, info, 0, 0});
+    fota_wake(s);
+}
+
+void fota_raise_pair(FotaSim& s, int32_t a, int32_t b) {
+    s.last.state = static_cast<uint32_t>(a);
+    s.last.detail = static_cast<uint32_t>(b);
+    s.outbox.push_back(FotaPending{UPDATE_EVT_STATE_PAIR, {}, a, b});
+    fota_wake(s);
+}
+
+void fota_start_detection(FotaSim& s, bool download_when_found) {
+    s.phase = Phase::Detecting;
+    s.download_when_found = download_when_found;
+    fota_raise_state(s, SIM_FOTA_STATE_DETECTING);
+    schedule_step(s);
+}
+
+void fota_start_download(FotaSim& s, const char* package, uint32_t size) {
+    if (s.phase != Phase::Paused) {
+        s.percent = 0;
+        s.downloaded = 0;
+        copy_text(s.package, sizeof s.package, package);
+        s.package_size = size;
+    }
+    s.phase = Phase::Downloading;
+    ++s.download_epoch;
+    schedule_step(s);
+    fota_wake(s);
+}
+
+void fota_wake(FotaSim& s) {
+    s.cv.notify_all();
+    if (s.wake_world != nullptr) {
+        s.wake_world();
+    }
+}
+
+// Raises what is queued, in order and outside the lock (the bus may make a
+// raising thread wait while the loop thread calls in here).
+void fota_flush(FotaSim& s) {
+    std::deque<FotaPending> out;
+    {
+        std::lock_guard<std::mutex> lock(s.mu);
+        out.swap(s.outbox);
+    }
+    for (const FotaPending& p : out) {
+        raise_on_bus(p);
+    }
+}
+
+namespace {
 
 // Module 3, first callback: request 3035 copies the last state into the
 // caller's buffer.
@@ -270,7 +281,7 @@ extern "C" int32_t sim_update_control(uint32_t event, uintptr_t a1, uintptr_t /*
             }
             raise_event(s, UPDATE_EVT_SMS_POLICY);
             if (s.sms_auto_download == 1 && !running(s.phase)) {
-                start_detection(s, true);
+                fota_start_detection(s, true);
             }
             return 0;
         default:
@@ -286,6 +297,8 @@ Sim& service() {
         return s;
     }
     s.started = true;
+    s.step_ms = kDefaultStepMs;
+    s.mode = kDefaultMode;
     int64_t v = 0;
     if (host_env_number("TANDREL_SIM_FOTA_STEP_MS", 1, 3600000, &v)) {
         s.step_ms = static_cast<uint32_t>(v);
@@ -293,13 +306,20 @@ Sim& service() {
     if (host_env_number("TANDREL_SIM_FOTA_FAIL", 0, 0xFFFFFFFF, &v)) {
         s.fail_next = static_cast<uint32_t>(v);
     }
-    const char* version = getenv("TANDREL_SIM_FOTA_VERSION");
-    copy_text(s.version, sizeof s.version, version != nullptr ? version : kDefaultVersion);
+    // The update server's world unless TANDREL_SIM_FOTA=scripted asks for
+    // the scripted one, which invents what it finds.
+    const char* world = getenv("TANDREL_SIM_FOTA");
+    s.real = (world == nullptr || strcmp(world, "scripted") != 0) && fota_world_start(s);
+    if (!s.real) {
+        const char* version = getenv("TANDREL_SIM_FOTA_VERSION");
+        offer(s, version != nullptr ? version : kDefaultVersion);
+    }
     if (register_notify_handler(NOTIFY_MODULE_ONLINE_UPDATE, sim_update_request,
                                 sim_update_control) != 0) {
         SIM_TRACE(TRACE_LEVEL_ERROR, "update service: not registered on the bus\n");
     }
-    if (osa_pthread_create("online_update", 0, 0, worker, nullptr) == 0) {
+    if (osa_pthread_create("online_update", 0, 0, s.real ? fota_world_worker : worker, nullptr) ==
+        0) {
         SIM_TRACE(TRACE_LEVEL_ERROR, "update service: no thread, nothing will progress\n");
     }
     return s;
@@ -335,7 +355,7 @@ void sim_online_update_reset(uint32_t step_ms, const char* version) {
     Sim& s = service();
     std::lock_guard<std::mutex> lock(s.mu);
     s.step_ms = step_ms;
-    copy_text(s.version, sizeof s.version, version != nullptr ? version : "");
+    offer(s, version != nullptr ? version : "");
     s.mode = kDefaultMode;
     s.connect = FotaConnectPara{};
     s.sms_policy = 0;
@@ -343,6 +363,7 @@ void sim_online_update_reset(uint32_t step_ms, const char* version) {
     s.phase = Phase::Idle;
     s.download_when_found = false;
     s.percent = 0;
+    s.downloaded = 0;
     s.package[0] = '\0';
     s.package_size = 0;
     s.last = FotaStateInfo{};
@@ -356,8 +377,13 @@ extern "C" {
 int32_t boot_check_update_info(void) {
     Sim& s = service();
     std::lock_guard<std::mutex> lock(s.mu);
-    SIM_TRACE(TRACE_LEVEL_INFO, "update service: offering version \"%s\", steps of %u ms\n",
-              s.version, s.step_ms);
+    if (s.real) {
+        SIM_TRACE(TRACE_LEVEL_INFO, "update service: the update server's world\n");
+    } else {
+        SIM_TRACE(TRACE_LEVEL_INFO,
+                  "update service: scripted, offering version \"%s\", steps of %u ms\n", s.version,
+                  s.step_ms);
+    }
     return 0;
 }
 
@@ -386,7 +412,7 @@ int32_t online_update_set_opration_mode(const FotaModeRecord* mode, uint32_t* er
     if (s.mode.detect_mode == 1) {
         schedule_detection(s);
     }
-    s.cv.notify_all();
+    fota_wake(s);
     return 1;
 }
 
@@ -424,7 +450,7 @@ int32_t online_update_check_new_version(uint32_t* err) {
     if (running(s.phase)) {
         return refuse(err, SIM_FOTA_ERR_BUSY);
     }
-    start_detection(s, false);
+    fota_start_detection(s, false);
     return 1;
 }
 
@@ -442,15 +468,15 @@ int32_t online_update_download_new_version(uint32_t operation, uint32_t* err) {
             if (s.phase != Phase::Found && s.phase != Phase::Paused) {
                 return refuse(err, running(s.phase) ? SIM_FOTA_ERR_BUSY : SIM_FOTA_ERR_NO_VERSION);
             }
-            start_download(s, kPackageName);
-            s.cv.notify_all();
+            fota_start_download(s, s.offered_package, s.offered_size);
             return 1;
         case 1:  // pause
             if (s.phase != Phase::Downloading) {
                 return refuse(err, SIM_FOTA_ERR_NOT_DOWNLOADING);
             }
             s.phase = Phase::Paused;
-            raise_state(s, SIM_FOTA_STATE_PAUSED, s.percent);
+            ++s.download_epoch;
+            fota_raise_state(s, SIM_FOTA_STATE_PAUSED, s.percent);
             return 1;
         case 2:  // cancel
             if (s.phase != Phase::Downloading && s.phase != Phase::Paused) {
@@ -458,7 +484,10 @@ int32_t online_update_download_new_version(uint32_t operation, uint32_t* err) {
             }
             s.phase = s.version[0] != '\0' ? Phase::Found : Phase::Idle;
             s.percent = 0;
-            raise_pair(s, static_cast<int32_t>(SIM_FOTA_STATE_DOWNLOADED), -1);
+            s.downloaded = 0;
+            s.discard = true;
+            ++s.download_epoch;
+            fota_raise_pair(s, static_cast<int32_t>(SIM_FOTA_STATE_DOWNLOADED), -1);
             return 1;
         default:
             return refuse(err, SIM_FOTA_ERR_PARAM);
@@ -481,12 +510,17 @@ int32_t online_update_download_new_version_ex(const char* arg, uint32_t* err) {
     // OEM's default package.
     const char* slash = strrchr(arg, '/');
     const char* name = slash != nullptr ? slash + 1 : arg;
-    if (s.version[0] == '\0') {
+    if (s.real) {
+        // The server's world downloads what is named, and only that.
+        if (name[0] == '\0') {
+            return refuse(err, SIM_FOTA_ERR_PARAM);
+        }
+        copy_text(s.oem_package, sizeof s.oem_package, arg);
+    } else if (s.version[0] == '\0') {
         copy_text(s.version, sizeof s.version, "OEM");
     }
     s.phase = Phase::Idle;
-    start_download(s, name[0] != '\0' ? name : kOemPackageName);
-    s.cv.notify_all();
+    fota_start_download(s, name[0] != '\0' ? name : kOemPackageName, s.real ? 0 : kPackageSize);
     return 1;
 }
 
@@ -502,7 +536,7 @@ int32_t online_update_installer_new_version(uint32_t* err) {
     s.phase = Phase::Installing;
     s.percent = 0;
     schedule_step(s);
-    s.cv.notify_all();
+    fota_wake(s);
     return 1;
 }
 
@@ -525,9 +559,7 @@ int32_t online_update_check_download_progress(FotaDownloadProgress* progress) {
     const bool installing = s.phase == Phase::Installing || s.phase == Phase::Downloaded;
     progress->package_index = 1;
     progress->total_size = s.package_size;
-    progress->downloaded_size =
-        installing ? s.package_size
-                   : static_cast<uint32_t>(static_cast<uint64_t>(s.package_size) * s.percent / 100);
+    progress->downloaded_size = installing ? s.package_size : static_cast<uint32_t>(s.downloaded);
     copy_text(progress->package_name, sizeof progress->package_name, s.package);
     return 1;
 }
