@@ -146,6 +146,10 @@ int32_t error_of(CURLcode rc, long server_code, bool too_large) {
             return TRANSFER_ERR_CONNECT;
         case CURLE_OPERATION_TIMEDOUT:
             return TRANSFER_ERR_TIMEOUT;
+        case CURLE_SSL_CONNECT_ERROR:
+            return TRANSFER_ERR_TLS;
+        case CURLE_PEER_FAILED_VERIFICATION:
+            return TRANSFER_ERR_UNTRUSTED;
         case CURLE_FILESIZE_EXCEEDED:
             return TRANSFER_ERR_TOO_LARGE;
         case CURLE_WRITE_ERROR:

@@ -19,13 +19,16 @@ struct TransferRequest {
 };
 
 // Failure numbers of a transfer; 0 is success. An HTTP status, whatever it
-// is, is a success: it is the answer.
-inline constexpr int32_t TRANSFER_ERR_NAME = 70;        // host name not found
-inline constexpr int32_t TRANSFER_ERR_CONNECT = 71;     // connection refused or host unreachable
-inline constexpr int32_t TRANSFER_ERR_TIMEOUT = 72;     // no connection or no end in time
-inline constexpr int32_t TRANSFER_ERR_TOO_LARGE = 73;   // data longer than TRANSFER_DATA_MAX
-inline constexpr int32_t TRANSFER_ERR_REFUSED = 74;     // an FTP or mail server refused the request
-inline constexpr int32_t TRANSFER_ERR_FAILED = 75;      // any other failure (TLS, protocol)
+// is, is a success: it is the answer. A failure the links know too has the
+// links' number (net_links.h); the 170s are the transfers' own.
+inline constexpr int32_t TRANSFER_ERR_TIMEOUT = 110;    // no connection or no end in time
+inline constexpr int32_t TRANSFER_ERR_CONNECT = 111;    // connection refused or host unreachable
+inline constexpr int32_t TRANSFER_ERR_NAME = 150;       // host name not found
+inline constexpr int32_t TRANSFER_ERR_TLS = 160;        // the TLS handshake failed
+inline constexpr int32_t TRANSFER_ERR_UNTRUSTED = 161;  // the server's certificate does not verify
+inline constexpr int32_t TRANSFER_ERR_TOO_LARGE = 170;  // data longer than TRANSFER_DATA_MAX
+inline constexpr int32_t TRANSFER_ERR_REFUSED = 171;    // an FTP or mail server refused the request
+inline constexpr int32_t TRANSFER_ERR_FAILED = 172;     // any other failure (protocol)
 inline constexpr int32_t TRANSFER_ERR_BAD_URL = 50;     // the URL does not parse
 
 // Bytes of data (HTTP body, FTP file or listing) a transfer takes at most, so
