@@ -1,4 +1,4 @@
-# Update servers of the FOTA transcripts; sourced by their <theme>.peers (see peers.sh).
+# Update servers of the FOTA transcripts; sourced by their <theme>.peers.sh (see peers.sh).
 
 # update_package DIR VERSION FILE BYTES [SHA256]: FILE of BYTES random bytes in DIR and a
 # manifest DIR/manifest offering it as VERSION, with SHA256 in place of its own when given.
