@@ -1,6 +1,9 @@
-// Host configuration from the environment: the run directory and numeric variables.
+// Host configuration from the environment (the run directory, numeric variables) and the
+// durable writes of files in the run directory.
 #include "host_env.h"
 
+#include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -90,4 +93,58 @@ bool host_env_number(const char* name, int64_t min, int64_t max, int64_t* out) {
     }
     *out = v;
     return true;
+}
+
+bool host_write_all(int fd, const void* data, size_t n, off_t at) {
+    const auto* p = static_cast<const char*>(data);
+    while (n > 0) {
+        const ssize_t w = pwrite(fd, p, n, at);
+        if (w < 0 && errno == EINTR) {
+            continue;
+        }
+        if (w <= 0) {
+            if (w == 0) {
+                errno = ENOSPC;
+            }
+            return false;
+        }
+        p += w;
+        n -= static_cast<size_t>(w);
+        at += w;
+    }
+    return true;
+}
+
+bool host_replace_run_file(const char* name, const void* data, size_t n, mode_t mode) {
+    char path[PATH_MAX];
+    char tmp[PATH_MAX + 8];
+    if (!host_run_path(name, path, sizeof path)) {
+        errno = ENOENT;
+        return false;
+    }
+    (void)snprintf(tmp, sizeof tmp, "%s.tmp", path);  // always fits
+    const int fd = open(tmp, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode);
+    if (fd < 0) {
+        return false;
+    }
+    const bool written = host_write_all(fd, data, n, 0) && fsync(fd) == 0;
+    const int saved = errno;
+    close(fd);
+    if (!written || rename(tmp, path) != 0) {
+        const int why = written ? errno : saved;
+        unlink(tmp);
+        errno = why;
+        return false;
+    }
+    host_sync_run_dir();
+    return true;
+}
+
+void host_sync_run_dir(void) {
+    const char* dir = host_run_dir();
+    const int fd = dir != nullptr ? open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+    if (fd >= 0) {
+        (void)fsync(fd);  // a directory that cannot be synced leaves nothing better to do
+        close(fd);
+    }
 }

@@ -40,31 +40,6 @@ bool read_all(int fd, uint8_t* p, size_t n) {
     return true;
 }
 
-bool write_all(int fd, const uint8_t* p, size_t n) {
-    while (n > 0) {
-        const ssize_t w = write(fd, p, n);
-        if (w < 0 && errno == EINTR) {
-            continue;
-        }
-        if (w <= 0) {
-            return false;
-        }
-        p += w;
-        n -= static_cast<size_t>(w);
-    }
-    return true;
-}
-
-// The rename itself is durable only once the directory is on disk.
-void sync_run_dir() {
-    const char* dir = host_run_dir();
-    const int fd = dir != nullptr ? open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
-    if (fd >= 0) {
-        fsync(fd);
-        close(fd);
-    }
-}
-
 }  // namespace
 
 extern "C" int32_t NV_Read(uint32_t item, void* data, uint32_t size) {
@@ -97,31 +72,18 @@ extern "C" int32_t NV_Read(uint32_t item, void* data, uint32_t size) {
 }
 
 extern "C" int32_t NV_Write(uint32_t item, const void* data, uint32_t size) {
-    char path[kPathSize];
-    char tmp[kPathSize + 8];
-    if (data == nullptr || !item_path(item, path, sizeof path) ||
-        snprintf(tmp, sizeof tmp, "%s.tmp", path) >= static_cast<int>(sizeof tmp)) {
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "NV_Write %u: no data or no run directory\n",
+    char name[32];
+    (void)snprintf(name, sizeof name, "nv_%u.bin", static_cast<unsigned>(item));  // always fits
+    if (data == nullptr) {
+        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "NV_Write %u: no data\n",
                           static_cast<unsigned>(item));
         return -1;
     }
     const std::lock_guard<std::mutex> lock(g_nv_mutex);
-    // Written and synced under another name first: a crash before the rename
-    // leaves the old item, one after it the new one.
-    const int fd = open(tmp, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "NV_Write %s: open failed, errno %d\n", tmp, errno);
+    if (!host_replace_run_file(name, data, size, 0600)) {
+        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "NV_Write %s: write failed, errno %d\n", name,
+                          errno);
         return -1;
     }
-    const bool written = write_all(fd, static_cast<const uint8_t*>(data), size) && fsync(fd) == 0;
-    const int saved = errno;
-    close(fd);
-    if (!written || rename(tmp, path) != 0) {
-        TANDREL_TRACE_TAG("host", TRACE_LEVEL_ERROR, "NV_Write %s: write failed, errno %d\n", path,
-                          written ? errno : saved);
-        unlink(tmp);
-        return -1;
-    }
-    sync_run_dir();
     return 0;
 }

@@ -63,57 +63,10 @@ bool run_path(const char* name, char* out) {
     return host_run_path(name, out, PATH_MAX);
 }
 
-void sync_run_dir() {
-    const int fd = open(host_run_dir(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0) {
-        fsync(fd);
-        close(fd);
-    }
-}
-
-bool write_all(int fd, const char* p, size_t n, off_t at) {
-    while (n > 0) {
-        const ssize_t w = pwrite(fd, p, n, at);
-        if (w < 0 && errno == EINTR) {
-            continue;
-        }
-        if (w <= 0) {
-            return false;
-        }
-        p += w;
-        n -= static_cast<size_t>(w);
-        at += w;
-    }
-    return true;
-}
-
-// Written and synced under another name, then renamed over the old file:
-// a reader finds the old text or the new one, never a mix.
-bool write_atomic(const char* name, const char* text, size_t n) {
-    char path[PATH_MAX];
-    char tmp[PATH_MAX + 8];
-    if (!run_path(name, path)) {
-        return false;
-    }
-    snprintf(tmp, sizeof tmp, "%s.tmp", path);
-    const int fd = open(tmp, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        return false;
-    }
-    const bool ok = write_all(fd, text, n, 0) && fsync(fd) == 0;
-    close(fd);
-    if (!ok || rename(tmp, path) != 0) {
-        unlink(tmp);
-        return false;
-    }
-    sync_run_dir();
-    return true;
-}
-
 bool save_manifest(const char* name, const FotaManifest& m) {
     char text[kFotaManifestMax];
     const size_t n = fota_manifest_format(m, text, sizeof text);
-    return n > 0 && write_atomic(name, text, n);
+    return n > 0 && host_replace_run_file(name, text, n, 0644);
 }
 
 bool load_manifest(const char* name, bool digest_optional, FotaManifest* m) {
@@ -323,7 +276,7 @@ bool package_data(void* ctx, uint64_t offset, const char* bytes, size_t n, int64
     }
     // A server that ignored the range starts the package again.
     if ((offset != t.have && ftruncate(t.fd, static_cast<off_t>(offset)) != 0) ||
-        !write_all(t.fd, bytes, n, static_cast<off_t>(offset))) {
+        !host_write_all(t.fd, bytes, n, static_cast<off_t>(offset))) {
         t.failure = kFotaStorage;
         return false;
     }
@@ -501,7 +454,7 @@ int32_t commit(const FotaManifest& verified, int slot) {
     if (!run_path(kPackageFile, from) || !run_path(kSlotFile[slot], to) || rename(from, to) != 0) {
         return kFotaStorage;
     }
-    sync_run_dir();
+    host_sync_run_dir();
     FotaManifest record = verified;
     copy_text(record.package, sizeof record.package, kSlotFile[slot]);
     return save_manifest(kInstalledFile, record) ? 0 : kFotaStorage;
