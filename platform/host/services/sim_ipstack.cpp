@@ -416,7 +416,10 @@ uint32_t channel_of_port(uint32_t port) {
 // ---- link behaviour -----------------------------------------------------------
 
 Link& link_at(uint32_t index) {
-    return index == kSslIndex ? st().ssl : st().links[index];
+    if (index == kSslIndex) {
+        return st().ssl;
+    }
+    return st().links[index];
 }
 
 // Why a command that waited on a link ends when the link does.
@@ -665,7 +668,7 @@ int32_t ipinit_query(AtResponse* out) {
 void teardown(uint32_t cause) {
     State& s = st();
     for (const uint32_t i : {0u, 1u, 2u, 3u, 4u, kSslIndex}) {
-        Link& l = link_at(i);
+        const Link& l = link_at(i);
         if (l.connecting) {
             net()->close(i);
             connect_failed(i, ERR_ABORTED);
@@ -812,7 +815,7 @@ int32_t ipclose_set(const Params& p, uint32_t, AtResponse* out) {
     if (!p.link(0, &index) || p.count() != 1) {
         return fail(out, ERR_BAD_PARAM);
     }
-    Link& l = st().links[index];
+    const Link& l = st().links[index];
     if (l.connecting) {
         net()->close(index);
         connect_failed(index, ERR_ABORTED);

@@ -239,7 +239,7 @@ int32_t fota_manifest_parse(const char* text, size_t len, bool digest_optional, 
 size_t fota_manifest_format(const FotaManifest& m, char* out, size_t size) {
     char digest[2 * kFotaDigestSize + 1] = {};
     for (size_t i = 0; m.has_digest && i < kFotaDigestSize; ++i) {
-        snprintf(digest + 2 * i, 3, "%02x", m.sha256[i]);
+        (void)snprintf(digest + 2 * i, 3, "%02x", m.sha256[i]);
     }
     const int n = snprintf(out, size, "version=%s\npackage=%s\nsize=%u\n%s%s%sdescription=%s\n",
                            m.version, m.package, m.size, m.has_digest ? "sha256=" : "", digest,
@@ -284,9 +284,9 @@ FotaTransferResult fota_transfer(const FotaServerConfig& cfg, const char* url, u
     set_common(e, cfg, url);
     curl_easy_setopt(e, CURLOPT_WRITEFUNCTION, on_body);
     curl_easy_setopt(e, CURLOPT_WRITEDATA, &call);
-    char range[32];
     if (from > 0) {
-        snprintf(range, sizeof range, "%llu-", static_cast<unsigned long long>(from));
+        char range[32];
+        (void)snprintf(range, sizeof range, "%llu-", static_cast<unsigned long long>(from));
         curl_easy_setopt(e, CURLOPT_RANGE, range);
     }
     curl_multi_add_handle(multi, e);

@@ -430,7 +430,7 @@ int32_t verify(FotaManifest& m) {
         }
         return kFotaStorage;
     }
-    uint8_t digest[kFotaDigestSize];
+    uint8_t digest[kFotaDigestSize] = {};
     int32_t failure = 0;
     if (static_cast<uint64_t>(st.st_size) != m.size) {
         failure = kFotaSizeMismatch;
