@@ -147,6 +147,17 @@ std::condition_variable_any g_cv;
 // The real network, or null in the scripted world.
 net_links::Links* net();
 
+// The real network, on paths that only its own events lead to (a connect
+// under way, a wait for data): never reached in the scripted world.
+net_links::Links& live_net() {
+    net_links::Links* n = net();
+    if (n == nullptr) {
+        SIM_TRACE(TRACE_LEVEL_ERROR, "the scripted world reached the host's network\n");
+        abort();
+    }
+    return *n;
+}
+
 // The links, SSL link and transfers reach real peers through the host's
 // network unless TANDREL_SIM_NET=scripted selects the scripted world (an
 // echoing peer and servers with fixed answers). A build without the host's
@@ -432,7 +443,7 @@ void end_ssl_wait(uint32_t error) {
     State& s = st();
     if (s.ssl_waiting) {
         s.ssl_waiting = false;
-        net()->timer(0);
+        live_net().timer(0);
         raise_late(IPSTACK_CMD_SSLRX, error, s.ssl.channel, 0);
     }
 }
@@ -670,7 +681,7 @@ void teardown(uint32_t cause) {
     for (const uint32_t i : {0u, 1u, 2u, 3u, 4u, kSslIndex}) {
         const Link& l = link_at(i);
         if (l.connecting) {
-            net()->close(i);
+            live_net().close(i);
             connect_failed(i, ERR_ABORTED);
         } else if (l.open) {
             i == kSslIndex ? close_ssl(cause) : close_link(i, cause);
@@ -751,7 +762,7 @@ int32_t connect_link(uint32_t index, const net_links::Peer& peer, const net_link
     l.channel = channel_of_port(port);
     l.connecting = true;
     st().connect_outcome[index] = -1;
-    const uint32_t error = net()->open(index, peer, tls);
+    const uint32_t error = live_net().open(index, peer, tls);
     if (error != 0) {
         connect_failed(index, error);
         return fail(out, static_cast<int32_t>(error));
@@ -817,7 +828,7 @@ int32_t ipclose_set(const Params& p, uint32_t, AtResponse* out) {
     }
     const Link& l = st().links[index];
     if (l.connecting) {
-        net()->close(index);
+        live_net().close(index);
         connect_failed(index, ERR_ABORTED);
         return ok(out);
     }
@@ -838,7 +849,7 @@ int32_t ipclose_query(AtResponse* out) {
 void queue_send(uint32_t index, std::string_view data) {
     Link& l = link_at(index);
     l.queued += data.size();
-    net()->send(index, data);
+    live_net().send(index, data);
 }
 
 int32_t send_on(uint32_t index, const std::string& data) {
@@ -985,7 +996,7 @@ int32_t iprcv_set(const Params& p, uint32_t, AtResponse* out) {
     l.rx.erase(0, data.size());
     if (l.held && l.rx.size() < kMaxRxBuffer) {
         l.held = false;
-        net()->resume(index);
+        live_net().resume(index);
     }
     // The data may hold any byte; the length says where the reply ends.
     return reply(out, fmt("\r\n^IPRCV: %u,%zu,", index + 1, data.size()) + data + "\r\n\r\nOK\r\n");
@@ -1461,7 +1472,7 @@ int32_t sslc_set(const Params& p, uint32_t, AtResponse* out) {
         return fail(out, ERR_BAD_PARAM);
     }
     if (st().ssl.connecting) {
-        net()->close(kSslIndex);
+        live_net().close(kSslIndex);
         connect_failed(kSslIndex, ERR_ABORTED);
         return ok(out);
     }
@@ -1513,7 +1524,7 @@ void deliver_ssl() {
                encoded ? base64(data) : data, encoded);
     if (s.ssl.held && s.ssl_rx.size() < kMaxRxBuffer) {
         s.ssl.held = false;
-        net()->resume(kSslIndex);
+        live_net().resume(kSslIndex);
     }
 }
 
@@ -1541,7 +1552,7 @@ int32_t sslrx_set(const Params& p, uint32_t, AtResponse* out) {
     } else {
         s.ssl_waiting = true;
         s.running_kind = IPSTACK_CMD_SSLRX;
-        net()->timer(timeout * 1000);
+        live_net().timer(timeout * 1000);
     }
     return 0;
 }
@@ -1587,7 +1598,7 @@ class NetSide final : public net_links::Events {
         s.ssl_rx.append(bytes);
         if (s.ssl_waiting) {
             s.ssl_waiting = false;
-            net()->timer(0);
+            live_net().timer(0);
             deliver_ssl();
             raise_late(IPSTACK_CMD_SSLRX, 0, s.ssl.channel, 0);
         }
@@ -1829,7 +1840,7 @@ int32_t ipstack_at_abort_at_cmd(void) {
     const uint32_t kind = std::exchange(s.running_kind, 0);
     if ((kind == KIND_IPOPEN || kind == KIND_SSLO) && link_at(s.running_link).connecting &&
         link_at(s.running_link).late) {
-        net()->close(s.running_link);
+        live_net().close(s.running_link);
         connect_failed(s.running_link, ERR_ABORTED);
     } else if (kind == IPSTACK_CMD_SSLRX && s.ssl_waiting) {
         end_ssl_wait(ERR_ABORTED);
