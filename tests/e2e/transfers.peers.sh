@@ -24,12 +24,19 @@ ftp=$(peer_port)
 peer_start ftp "$py" -m pyftpdlib -i 127.0.0.1 -p "$ftp" -d "$work/ftp"
 smtp=$(peer_port)
 peer_start smtp "$py" -u -m aiosmtpd -n -l "127.0.0.1:$smtp"
-for port in "$http" "$slow" "$ftp" "$smtp"; do
+# A web server over TLS whose certificate, made here, nobody vouches for.
+openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 1 \
+    -subj /CN=localhost -keyout "$work/tls.key" -out "$work/tls.pem" 2>/dev/null || return 1
+tls=$(peer_port)
+peer_start tls sh -c 'cd "$2/www" && exec openssl s_server -quiet -WWW -accept "127.0.0.1:$1" \
+    -cert "$2/tls.pem" -key "$2/tls.key" < /dev/null' tls "$tls" "$work"
+for port in "$http" "$slow" "$ftp" "$smtp" "$tls"; do
     peer_wait_tcp "$port" || return 1
 done
 peer_set HTTP "$http"
 peer_set SLOW "$slow"
 peer_set FTP "$ftp"
+peer_set TLS "$tls"
 peer_set CLOSED "$(peer_port)"
 peer_set TANDREL_SIM_SMTP "127.0.0.1:$smtp"
 
