@@ -6,6 +6,8 @@
 #include <cstring>
 #include <limits>
 
+#include "hex_digit.h"
+
 namespace {
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
@@ -90,13 +92,6 @@ int base64_value(char c) {
     if (c >= '0' && c <= '9') return c - '0' + 52;
     if (c == '+') return 62;
     if (c == '/') return 63;
-    return -1;
-}
-
-int hex_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
     return -1;
 }
 
@@ -259,12 +254,12 @@ int32_t hex_to_ascii(const char* in, uint8_t* out, uint32_t in_len, uint32_t* ou
         return 0;
     }
     for (uint32_t i = 0; i < in_len; ++i) {
-        if (hex_value(in[i]) < 0) {
+        if (hex_digit_value(in[i]) < 0) {
             return 0;
         }
     }
     for (uint32_t i = 0; i < in_len; i += 2) {
-        out[i / 2] = static_cast<uint8_t>((hex_value(in[i]) << 4) | hex_value(in[i + 1]));
+        out[i / 2] = static_cast<uint8_t>((hex_digit_value(in[i]) << 4) | hex_digit_value(in[i + 1]));
     }
     *out_len = in_len / 2;
     return 1;

@@ -20,6 +20,7 @@
 #include <utility>
 #include <vector>
 
+#include "hex_digit.h"
 #include "host_env.h"
 #include "ipstack.h"
 #include "net/net_links.h"
@@ -262,24 +263,14 @@ class Params {
     uint32_t n_;
 };
 
-int hex_digit(char c) {
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
-
 bool hex_decode(const std::string& hex, std::string* out) {
     if (hex.empty() || hex.size() % 2 != 0) {
         return false;
     }
     out->clear();
     for (size_t i = 0; i < hex.size(); i += 2) {
-        const int hi = hex_digit(hex[i]);
-        const int lo = hex_digit(hex[i + 1]);
+        const int hi = hex_digit_value(hex[i]);
+        const int lo = hex_digit_value(hex[i + 1]);
         if (hi < 0 || lo < 0) {
             return false;
         }

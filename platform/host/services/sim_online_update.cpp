@@ -29,6 +29,10 @@ FotaSim& fota_sim() {
     return *s;
 }
 
+void fota_copy_text(char* dst, size_t size, const char* src) {
+    strncpy_s(dst, size, src, size - 1);
+}
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -51,10 +55,6 @@ bool running(Phase p) {
     return p == Phase::Detecting || p == Phase::Downloading || p == Phase::Installing;
 }
 
-void copy_text(char* dst, size_t size, const char* src) {
-    strncpy_s(dst, size, src, size - 1);
-}
-
 void raise_event(Sim& s, uint32_t event) {
     s.outbox.push_back(FotaPending{event, {}, 0, 0});
     fota_wake(s);
@@ -71,9 +71,9 @@ void schedule_detection(Sim& s) {
 // What the scripted world offers: `version` (empty: nothing newer) in its
 // package of fixed size.
 void offer(Sim& s, const char* version) {
-    copy_text(s.version, sizeof s.version, version);
-    copy_text(s.description, sizeof s.description, kDescription);
-    copy_text(s.offered_package, sizeof s.offered_package, kPackageName);
+    fota_copy_text(s.version, sizeof s.version, version);
+    fota_copy_text(s.description, sizeof s.description, kDescription);
+    fota_copy_text(s.offered_package, sizeof s.offered_package, kPackageName);
     s.offered_size = kPackageSize;
 }
 
@@ -193,8 +193,8 @@ void fota_raise_state(FotaSim& s, uint32_t state, uint32_t detail) {
     info.state = state;
     info.detail = detail;
     if (s.version[0] != '\0') {
-        copy_text(info.version, sizeof info.version, s.version);
-        copy_text(info.description, sizeof info.description, s.description);
+        fota_copy_text(info.version, sizeof info.version, s.version);
+        fota_copy_text(info.description, sizeof info.description, s.description);
         info.size = s.offered_size;
     }
     s.last = info;
@@ -220,7 +220,7 @@ void fota_start_download(FotaSim& s, const char* package, uint32_t size) {
     if (s.phase != Phase::Paused) {
         s.percent = 0;
         s.downloaded = 0;
-        copy_text(s.package, sizeof s.package, package);
+        fota_copy_text(s.package, sizeof s.package, package);
         s.package_size = size;
     }
     s.phase = Phase::Downloading;
@@ -515,9 +515,9 @@ int32_t online_update_download_new_version_ex(const char* arg, uint32_t* err) {
         if (name[0] == '\0') {
             return refuse(err, SIM_FOTA_ERR_PARAM);
         }
-        copy_text(s.oem_package, sizeof s.oem_package, arg);
+        fota_copy_text(s.oem_package, sizeof s.oem_package, arg);
     } else if (s.version[0] == '\0') {
-        copy_text(s.version, sizeof s.version, "OEM");
+        fota_copy_text(s.version, sizeof s.version, "OEM");
     }
     s.phase = Phase::Idle;
     fota_start_download(s, name[0] != '\0' ? name : kOemPackageName, s.real ? 0 : kPackageSize);
@@ -560,7 +560,7 @@ int32_t online_update_check_download_progress(FotaDownloadProgress* progress) {
     progress->package_index = 1;
     progress->total_size = s.package_size;
     progress->downloaded_size = installing ? s.package_size : static_cast<uint32_t>(s.downloaded);
-    copy_text(progress->package_name, sizeof progress->package_name, s.package);
+    fota_copy_text(progress->package_name, sizeof progress->package_name, s.package);
     return 1;
 }
 

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <mutex>
@@ -72,3 +73,6 @@ void fota_start_download(FotaSim& s, const char* package, uint32_t size);
 void fota_wake(FotaSim& s);
 // Without the lock: raises what is queued. The worker's thread only.
 void fota_flush(FotaSim& s);
+// Copies the text src into the field dst of size bytes, cut to fit and
+// always terminated.
+void fota_copy_text(char* dst, size_t size, const char* src);

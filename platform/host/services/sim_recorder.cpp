@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "hex_digit.h"
 #include "host_env.h"
 #include "notify_bus.h"
 #include "qsp_notify.h"
@@ -298,19 +299,6 @@ int32_t read_file(const std::string& name, const AtRequest* pIn) {
     return 0;
 }
 
-int hex_value(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    return -1;
-}
-
 // AT^FILEIO=2,<file>,<offset>,<length>,<packet>,<total>,"<hex data>"
 int32_t write_file(const std::string& name, const AtRequest* pIn) {
     uint32_t offset = 0;
@@ -327,8 +315,8 @@ int32_t write_file(const std::string& name, const AtRequest* pIn) {
     }
     std::vector<uint8_t> bytes(length);
     for (size_t i = 0; i < length; ++i) {
-        const int hi = hex_value(quoted[1 + 2 * i]);
-        const int lo = hex_value(quoted[2 + 2 * i]);
+        const int hi = hex_digit_value(quoted[1 + 2 * i]);
+        const int lo = hex_digit_value(quoted[2 + 2 * i]);
         if (hi < 0 || lo < 0) {
             return -1;
         }

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "hex_digit.h"
 #include "osa.h"
 
 namespace {
@@ -27,26 +28,13 @@ bool web_url(const char* s) {
     return has_prefix(s, "http://") || has_prefix(s, "https://");
 }
 
-int hex_digit(char c) {
-    if (c >= '0' && c <= '9') {
-        return c - '0';
-    }
-    if (c >= 'a' && c <= 'f') {
-        return c - 'a' + 10;
-    }
-    if (c >= 'A' && c <= 'F') {
-        return c - 'A' + 10;
-    }
-    return -1;
-}
-
 bool parse_digest(const char* v, size_t n, uint8_t out[kFotaDigestSize]) {
     if (n != 2 * kFotaDigestSize) {
         return false;
     }
     for (size_t i = 0; i < kFotaDigestSize; ++i) {
-        const int hi = hex_digit(v[2 * i]);
-        const int lo = hex_digit(v[2 * i + 1]);
+        const int hi = hex_digit_value(v[2 * i]);
+        const int lo = hex_digit_value(v[2 * i + 1]);
         if (hi < 0 || lo < 0) {
             return false;
         }

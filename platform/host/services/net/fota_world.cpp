@@ -55,9 +55,6 @@ World& world() {
     return *w;
 }
 
-void copy_text(char* dst, size_t size, const char* src) {
-    strncpy_s(dst, size, src, size - 1);
-}
 
 bool run_path(const char* name, char* out) {
     return host_run_path(name, out, PATH_MAX);
@@ -109,9 +106,9 @@ const char* last_component(const char* path) {
 
 // With the lock held: the world's target becomes what the service offers.
 void offer(FotaSim& s, const FotaManifest& m) {
-    copy_text(s.version, sizeof s.version, m.version);
-    copy_text(s.description, sizeof s.description, m.description);
-    copy_text(s.offered_package, sizeof s.offered_package, last_component(m.package));
+    fota_copy_text(s.version, sizeof s.version, m.version);
+    fota_copy_text(s.description, sizeof s.description, m.description);
+    fota_copy_text(s.offered_package, sizeof s.offered_package, last_component(m.package));
     s.offered_size = m.size;
 }
 
@@ -122,7 +119,7 @@ void settle(FotaSim& s) {
     s.downloaded = w.has_target ? package_on_hand() : 0;
     s.percent = w.has_target ? percent_of(s.downloaded, w.target.size) : 0;
     if (s.downloaded > 0) {
-        copy_text(s.package, sizeof s.package, s.offered_package);
+        fota_copy_text(s.package, sizeof s.package, s.offered_package);
         s.package_size = w.target.size;
     }
     if (!w.has_target) {
@@ -149,11 +146,11 @@ void forget_target(FotaSim& s) {
 FotaServerConfig config(const FotaSim& s) {
     const World& w = world();
     FotaServerConfig cfg{};
-    copy_text(cfg.base, sizeof cfg.base, w.base);
-    copy_text(cfg.ca_file, sizeof cfg.ca_file, w.ca_file);
+    fota_copy_text(cfg.base, sizeof cfg.base, w.base);
+    fota_copy_text(cfg.ca_file, sizeof cfg.ca_file, w.ca_file);
     cfg.auth_type = s.connect.auth_type;
-    copy_text(cfg.user, sizeof cfg.user, s.connect.user);
-    copy_text(cfg.password, sizeof cfg.password, s.connect.password);
+    fota_copy_text(cfg.user, sizeof cfg.user, s.connect.user);
+    fota_copy_text(cfg.password, sizeof cfg.password, s.connect.password);
     return cfg;
 }
 
@@ -303,8 +300,8 @@ bool package_wanted(void* ctx) {
 void take_named_package(FotaSim& s) {
     World& w = world();
     FotaManifest m{};
-    copy_text(m.package, sizeof m.package, s.oem_package);
-    copy_text(m.version, sizeof m.version, last_component(s.oem_package));
+    fota_copy_text(m.package, sizeof m.package, s.oem_package);
+    fota_copy_text(m.version, sizeof m.version, last_component(s.oem_package));
     for (char* c = m.version; *c != '\0'; ++c) {
         *c = *c == ',' ? '_' : *c;
     }
@@ -456,7 +453,7 @@ int32_t commit(const FotaManifest& verified, int slot) {
     }
     host_sync_run_dir();
     FotaManifest record = verified;
-    copy_text(record.package, sizeof record.package, kSlotFile[slot]);
+    fota_copy_text(record.package, sizeof record.package, kSlotFile[slot]);
     return save_manifest(kInstalledFile, record) ? 0 : kFotaStorage;
 }
 
@@ -482,7 +479,7 @@ void install(FotaSim& s, Lock& lock) {
         fota_raise_pair(s, kFotaStateInstallFailed, failure);
         return;
     }
-    copy_text(w.own, sizeof w.own, m.version);
+    fota_copy_text(w.own, sizeof w.own, m.version);
     w.slot = slot;
     fota_raise_state(s, SIM_FOTA_STATE_INSTALLING, 100);
     fota_raise_state(s, SIM_FOTA_STATE_INSTALLED);
@@ -500,15 +497,15 @@ bool fota_world_start(FotaSim& s) {
     World& w = world();
     const char* base = getenv("TANDREL_SIM_FOTA_SERVER");
     const char* ca = getenv("TANDREL_SIM_FOTA_CA");
-    copy_text(w.base, sizeof w.base, base != nullptr ? base : "");
-    copy_text(w.ca_file, sizeof w.ca_file, ca != nullptr ? ca : "");
+    fota_copy_text(w.base, sizeof w.base, base != nullptr ? base : "");
+    fota_copy_text(w.ca_file, sizeof w.ca_file, ca != nullptr ? ca : "");
     FotaManifest installed{};
     if (load_manifest(kInstalledFile, false, &installed)) {
-        copy_text(w.own, sizeof w.own, installed.version);
+        fota_copy_text(w.own, sizeof w.own, installed.version);
         w.slot = strcmp(installed.package, kSlotFile[1]) == 0 ? 1 : 0;
     } else {
         const char* own = getenv("TANDREL_SIM_FOTA_OWN_VERSION");
-        copy_text(w.own, sizeof w.own, own != nullptr && own[0] != '\0' ? own : kFactoryVersion);
+        fota_copy_text(w.own, sizeof w.own, own != nullptr && own[0] != '\0' ? own : kFactoryVersion);
     }
     w.has_target = load_manifest(kTargetFile, true, &w.target);
     if (w.has_target && strcmp(w.target.version, w.own) == 0) {
